@@ -1,0 +1,2 @@
+// Library settings and its version.
+%include "ipl/Library.h"

@@ -1,0 +1,7 @@
+// Pixel format names and layout queries.
+
+// None is a Python keyword.
+%rename(_None) plox::ipl::BayerPattern::None;
+
+%import "umb_plox_ipl/pixel_format_names.h"
+%include "ipl/PixelFormat.h"

@@ -1,0 +1,25 @@
+// Standard library support, the NumPy C-API import and the headers every wrapper needs.
+
+%begin %{
+#define NPY_NO_DEPRECATED_API NPY_1_7_API_VERSION
+// Built against NumPy 2 headers, runs on NumPy 1.16 and later.
+#define NPY_TARGET_VERSION NPY_1_16_API_VERSION
+%}
+
+%{
+#include <numpy/arrayobject.h>
+
+#include "ipl/Exception.h"
+#include "ipl/Library.h"
+#include "ipl/PixelFormat.h"
+#include "ipl/Types.h"
+%}
+
+%include <stdint.i>
+%include <std_string.i>
+%include <std_except.i>
+%include <std_shared_ptr.i>
+
+%init %{
+import_array();
+%}

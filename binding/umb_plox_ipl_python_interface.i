@@ -1,0 +1,11 @@
+// The Python extension module: the class layer, wrapped.
+%module umb_plox_ipl_python_interface
+
+// Only the long-running calls release the GIL; each names itself with %thread.
+%nothread;
+
+%include "runtime.i"
+%include "exceptions.i"
+%include "library.i"
+%include "types.i"
+%include "pixel_format.i"

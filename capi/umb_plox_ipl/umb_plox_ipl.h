@@ -1,0 +1,8 @@
+/* The whole C interface of libumb_plox_ipl. */
+#ifndef UMB_PLOX_IPL_H
+#define UMB_PLOX_IPL_H
+
+#include "library.h"
+#include "pixel_format.h"
+
+#endif

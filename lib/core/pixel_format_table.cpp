@@ -1,0 +1,194 @@
+#include "pixel_format_table.h"
+
+#include <iomanip>
+
+#include "error.h"
+
+namespace plox::ipl::lib {
+
+namespace {
+
+constexpr std::uint8_t whole_byte_run(unsigned bits_per_pixel) {
+    std::uint8_t pixels = 1;
+    while ((pixels * bits_per_pixel) % 8 != 0) ++pixels;
+    return pixels;
+}
+
+// A format whose channels each sit in their own container (8, 16 or 32 bits).
+constexpr PixelFormatInfo plain(PLOX_IPL_PIXEL_FORMAT_NAME code, const char* name, Family family, unsigned channels,
+                                unsigned significant, unsigned storage,
+                                PLOX_IPL_BAYER_PATTERN bayer = PLOX_IPL_BAYER_PATTERN_NONE, bool is_float = false) {
+    return {code,
+            name,
+            family,
+            static_cast<std::uint8_t>(channels),
+            static_cast<std::uint8_t>(significant),
+            static_cast<std::uint8_t>(storage),
+            static_cast<std::uint8_t>(channels * significant),
+            static_cast<std::uint8_t>(channels * storage),
+            Packing::none,
+            bayer,
+            is_float,
+            PLOX_IPL_ENDIANNESS_LITTLE_ENDIAN,
+            1};
+}
+
+// A one-channel format whose values are packed without gaps.
+constexpr PixelFormatInfo packed(PLOX_IPL_PIXEL_FORMAT_NAME code, const char* name, Family family, unsigned bits,
+                                 Packing packing, PLOX_IPL_BAYER_PATTERN bayer = PLOX_IPL_BAYER_PATTERN_NONE) {
+    return {code,
+            name,
+            family,
+            1,
+            static_cast<std::uint8_t>(bits),
+            static_cast<std::uint8_t>(bits),
+            static_cast<std::uint8_t>(bits),
+            static_cast<std::uint8_t>(bits),
+            packing,
+            bayer,
+            false,
+            PLOX_IPL_ENDIANNESS_LITTLE_ENDIAN,
+            whole_byte_run(bits)};
+}
+
+// Three 10-bit channels in a 32-bit word.
+constexpr PixelFormatInfo word32(PLOX_IPL_PIXEL_FORMAT_NAME code, const char* name, Family family) {
+    return {code, name, family, 3, 10, 10, 30, 32, Packing::word32, PLOX_IPL_BAYER_PATTERN_NONE, false,
+            PLOX_IPL_ENDIANNESS_LITTLE_ENDIAN, 1};
+}
+
+// 8-bit YUV: three channels sharing `bits_per_pixel`, chroma shared by `group` pixels.
+constexpr PixelFormatInfo yuv(PLOX_IPL_PIXEL_FORMAT_NAME code, const char* name, Family family,
+                              unsigned bits_per_pixel, unsigned group) {
+    return {code, name, family, 3, 8, 8, static_cast<std::uint8_t>(bits_per_pixel),
+            static_cast<std::uint8_t>(bits_per_pixel), Packing::none, PLOX_IPL_BAYER_PATTERN_NONE, false,
+            PLOX_IPL_ENDIANNESS_LITTLE_ENDIAN, static_cast<std::uint8_t>(group)};
+}
+
+#define PF(name) PLOX_IPL_PIXEL_FORMAT_##name, #name
+
+constexpr auto GR = PLOX_IPL_BAYER_PATTERN_GR;
+constexpr auto RG = PLOX_IPL_BAYER_PATTERN_RG;
+constexpr auto GB = PLOX_IPL_BAYER_PATTERN_GB;
+constexpr auto BG = PLOX_IPL_BAYER_PATTERN_BG;
+constexpr auto NO_BAYER = PLOX_IPL_BAYER_PATTERN_NONE;
+
+constexpr std::array<PixelFormatInfo, kPixelFormatCount> kTable = {{
+    plain(PF(BayerGR8), Family::bayer, 1, 8, 8, GR),
+    plain(PF(BayerGR10), Family::bayer, 1, 10, 16, GR),
+    plain(PF(BayerGR12), Family::bayer, 1, 12, 16, GR),
+    plain(PF(BayerRG8), Family::bayer, 1, 8, 8, RG),
+    plain(PF(BayerRG10), Family::bayer, 1, 10, 16, RG),
+    plain(PF(BayerRG12), Family::bayer, 1, 12, 16, RG),
+    plain(PF(BayerGB8), Family::bayer, 1, 8, 8, GB),
+    plain(PF(BayerGB10), Family::bayer, 1, 10, 16, GB),
+    plain(PF(BayerGB12), Family::bayer, 1, 12, 16, GB),
+    plain(PF(BayerBG8), Family::bayer, 1, 8, 8, BG),
+    plain(PF(BayerBG10), Family::bayer, 1, 10, 16, BG),
+    plain(PF(BayerBG12), Family::bayer, 1, 12, 16, BG),
+    plain(PF(Mono8), Family::mono, 1, 8, 8),
+    plain(PF(Mono10), Family::mono, 1, 10, 16),
+    plain(PF(Mono12), Family::mono, 1, 12, 16),
+    plain(PF(Mono16), Family::mono, 1, 16, 16),
+    plain(PF(Confidence8), Family::confidence, 1, 8, 8),
+    plain(PF(Confidence16), Family::confidence, 1, 16, 16),
+    plain(PF(Coord3D_C8), Family::coord3d, 1, 8, 8),
+    plain(PF(Coord3D_C16), Family::coord3d, 1, 16, 16),
+    plain(PF(Coord3D_C32f), Family::coord3d, 1, 32, 32, NO_BAYER, true),
+    plain(PF(Coord3D_ABC32f), Family::coord3d, 3, 32, 32, NO_BAYER, true),
+    yuv(PF(YUV420_8_YY_UV_SemiplanarUMB), Family::yuv420, 12, 2),
+    yuv(PF(YUV420_8_YY_VU_SemiplanarUMB), Family::yuv420, 12, 2),
+    yuv(PF(YUV422_8_UYVY), Family::yuv422, 16, 2),
+    plain(PF(RGB8), Family::rgb, 3, 8, 8),
+    plain(PF(RGB10), Family::rgb, 3, 10, 16),
+    plain(PF(RGB12), Family::rgb, 3, 12, 16),
+    plain(PF(BGR8), Family::bgr, 3, 8, 8),
+    plain(PF(BGR10), Family::bgr, 3, 10, 16),
+    plain(PF(BGR12), Family::bgr, 3, 12, 16),
+    plain(PF(RGBa8), Family::rgba, 4, 8, 8),
+    plain(PF(RGBa10), Family::rgba, 4, 10, 16),
+    plain(PF(RGBa12), Family::rgba, 4, 12, 16),
+    plain(PF(BGRa8), Family::bgra, 4, 8, 8),
+    plain(PF(BGRa10), Family::bgra, 4, 10, 16),
+    plain(PF(BGRa12), Family::bgra, 4, 12, 16),
+    packed(PF(BayerBG10p), Family::bayer, 10, Packing::lsb_stream, BG),
+    packed(PF(BayerBG12p), Family::bayer, 12, Packing::lsb_stream, BG),
+    packed(PF(BayerGB10p), Family::bayer, 10, Packing::lsb_stream, GB),
+    packed(PF(BayerGB12p), Family::bayer, 12, Packing::lsb_stream, GB),
+    packed(PF(BayerGR10p), Family::bayer, 10, Packing::lsb_stream, GR),
+    packed(PF(BayerGR12p), Family::bayer, 12, Packing::lsb_stream, GR),
+    packed(PF(BayerRG10p), Family::bayer, 10, Packing::lsb_stream, RG),
+    packed(PF(BayerRG12p), Family::bayer, 12, Packing::lsb_stream, RG),
+    packed(PF(Mono10p), Family::mono, 10, Packing::lsb_stream),
+    packed(PF(Mono12p), Family::mono, 12, Packing::lsb_stream),
+    word32(PF(RGB10p32), Family::rgb),
+    word32(PF(BGR10p32), Family::bgr),
+    packed(PF(BayerRG10g40UMB), Family::bayer, 10, Packing::msb_grouped, RG),
+    packed(PF(BayerGB10g40UMB), Family::bayer, 10, Packing::msb_grouped, GB),
+    packed(PF(BayerGR10g40UMB), Family::bayer, 10, Packing::msb_grouped, GR),
+    packed(PF(BayerBG10g40UMB), Family::bayer, 10, Packing::msb_grouped, BG),
+    packed(PF(BayerRG12g24UMB), Family::bayer, 12, Packing::msb_grouped, RG),
+    packed(PF(BayerGB12g24UMB), Family::bayer, 12, Packing::msb_grouped, GB),
+    packed(PF(BayerGR12g24UMB), Family::bayer, 12, Packing::msb_grouped, GR),
+    packed(PF(BayerBG12g24UMB), Family::bayer, 12, Packing::msb_grouped, BG),
+    packed(PF(Mono10g40UMB), Family::mono, 10, Packing::msb_grouped),
+    packed(PF(Mono12g24UMB), Family::mono, 12, Packing::msb_grouped),
+}};
+
+#undef PF
+
+// Whole-byte groups are what makes storage sizes exact; a row that breaks this is a typo.
+constexpr bool groups_fill_bytes() {
+    for (const PixelFormatInfo& f : kTable) {
+        if ((f.group_pixels * f.storage_bits_per_pixel) % 8 != 0) return false;
+    }
+    return true;
+}
+static_assert(groups_fill_bytes(), "every packing group must fill whole bytes");
+
+constexpr std::uint32_t kNamedCodes[] = {
+#define PLOX_IPL_CODE_(name, code) code,
+    PLOX_IPL_PIXEL_FORMAT_NAMES(PLOX_IPL_CODE_)
+#undef PLOX_IPL_CODE_
+};
+
+// One row for every public name but Invalid, none twice.
+constexpr bool every_name_has_one_row() {
+    for (std::uint32_t code : kNamedCodes) {
+        int rows = 0;
+        for (const PixelFormatInfo& f : kTable) rows += static_cast<std::uint32_t>(f.code) == code ? 1 : 0;
+        if (rows != (code == PLOX_IPL_PIXEL_FORMAT_Invalid ? 0 : 1)) return false;
+    }
+    return sizeof(kNamedCodes) / sizeof(kNamedCodes[0]) == kPixelFormatCount + 1;
+}
+static_assert(every_name_has_one_row(), "the table and the public names disagree");
+
+}  // namespace
+
+std::uint64_t PixelFormatInfo::storage_size(std::uint64_t pixels) const {
+    const std::uint64_t groups = pixels / group_pixels + (pixels % group_pixels != 0 ? 1 : 0);
+    const std::uint64_t bytes_per_group = std::uint64_t{group_pixels} * storage_bits_per_pixel / 8;
+    if (groups > UINT64_MAX / bytes_per_group)
+        fail(PLOX_IPL_RETURN_CODE_OUT_OF_RANGE, pixels, " pixels of ", name, " need more than 2^64 bytes");
+    return groups * bytes_per_group;
+}
+
+const std::array<PixelFormatInfo, kPixelFormatCount>& all_pixel_formats() noexcept { return kTable; }
+
+const PixelFormatInfo* find_pixel_format(std::uint32_t code) noexcept {
+    for (const PixelFormatInfo& format : kTable) {
+        if (static_cast<std::uint32_t>(format.code) == code) return &format;
+    }
+    return nullptr;
+}
+
+const PixelFormatInfo& pixel_format(std::uint32_t code) {
+    const PixelFormatInfo* format = find_pixel_format(code);
+    if (format == nullptr) {
+        fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "pixel format 0x", std::hex, std::setw(8), std::setfill('0'), code,
+             code == PLOX_IPL_PIXEL_FORMAT_Invalid ? " (Invalid)" : "", " is not a known pixel format");
+    }
+    return *format;
+}
+
+}  // namespace plox::ipl::lib

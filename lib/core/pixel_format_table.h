@@ -1,0 +1,59 @@
+// The facts of every pixel format, in one table. Every layout query, size computation and
+// conversion dispatch reads them from here.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+#include <umb_plox_ipl/pixel_format.h>
+
+namespace plox::ipl::lib {
+
+enum class Family : std::uint8_t { mono, bayer, rgb, bgr, rgba, bgra, yuv422, yuv420, coord3d, confidence };
+
+enum class Packing : std::uint8_t {
+    none,         // one little-endian container of storage_bits per channel value
+    lsb_stream,   // PFNC "p": values back to back, least significant bit first
+    msb_grouped,  // our g40/g24: high bits one byte per pixel, low bits gathered in a last byte
+    word32,       // three 10-bit channels in one little-endian 32-bit word
+};
+
+struct PixelFormatInfo {
+    PLOX_IPL_PIXEL_FORMAT_NAME code;
+    const char* name;
+    Family family;
+    std::uint8_t channels;
+    std::uint8_t significant_bits;  // per channel
+    std::uint8_t storage_bits;      // per channel
+    std::uint8_t significant_bits_per_pixel;
+    std::uint8_t storage_bits_per_pixel;
+    Packing packing;
+    PLOX_IPL_BAYER_PATTERN bayer;
+    bool is_float;
+    PLOX_IPL_ENDIANNESS endianness;
+    // Pixels in the smallest run that fills whole bytes (4 for 10-bit packing, 2 for UYVY).
+    std::uint8_t group_pixels;
+
+    bool is_packed() const noexcept { return packing != Packing::none; }
+    bool is_bayer() const noexcept { return family == Family::bayer; }
+    bool is_yuv() const noexcept { return family == Family::yuv422 || family == Family::yuv420; }
+    bool is_coord3d() const noexcept { return family == Family::coord3d; }
+    // Largest value of one channel; 0 for floating-point formats.
+    std::uint32_t max_value() const noexcept {
+        return is_float ? 0u : static_cast<std::uint32_t>((std::uint64_t{1} << significant_bits) - 1);
+    }
+    // Bytes for `pixels` pixels, rounded up to whole groups; throws OUT_OF_RANGE on overflow.
+    std::uint64_t storage_size(std::uint64_t pixels) const;
+};
+
+inline constexpr std::size_t kPixelFormatCount = 59;  // every name except Invalid
+
+const std::array<PixelFormatInfo, kPixelFormatCount>& all_pixel_formats() noexcept;
+
+// nullptr for Invalid and unknown codes.
+const PixelFormatInfo* find_pixel_format(std::uint32_t code) noexcept;
+// Throws INVALID_ARGUMENT naming the code for Invalid and unknown codes.
+const PixelFormatInfo& pixel_format(std::uint32_t code);
+
+}  // namespace plox::ipl::lib
