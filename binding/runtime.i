@@ -10,6 +10,7 @@
 #include <numpy/arrayobject.h>
 
 #include "ipl/Exception.h"
+#include "ipl/Image.h"
 #include "ipl/Library.h"
 #include "ipl/PixelFormat.h"
 #include "ipl/Types.h"

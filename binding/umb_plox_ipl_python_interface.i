@@ -9,3 +9,5 @@
 %include "library.i"
 %include "types.i"
 %include "pixel_format.i"
+%include "buffers.i"
+%include "image.i"

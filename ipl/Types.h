@@ -156,7 +156,7 @@ public:
      */
     Range(T min, T max, T inc) : min_(min), max_(max), inc_(inc) {
         if (min_ > max_) throw InvalidArgumentException("min > max is not allowed!");
-        if (Wide(inc_) > Wide(max_) - Wide(min_)) throw InvalidArgumentException("inc > max - min is not allowed!");
+        if (static_cast<Wide>(inc_) > static_cast<Wide>(max_) - static_cast<Wide>(min_)) throw InvalidArgumentException("inc > max - min is not allowed!");
         if constexpr (std::is_signed_v<T> || std::is_floating_point_v<T>) {
             if (inc_ < 0) throw InvalidArgumentException("inc < 0 is not allowed!");
         }
@@ -191,13 +191,7 @@ public:
 
 private:
     // Integer differences in 64 bits, so that max - min of an int32 range cannot overflow.
-    static auto Wide(T value) {
-        if constexpr (std::is_integral_v<T>) {
-            return static_cast<std::int64_t>(value);
-        } else {
-            return value;
-        }
-    }
+    using Wide = std::conditional_t<std::is_integral<T>::value, std::int64_t, T>;
     static bool Equal(T a, T b) {
         if constexpr (std::is_floating_point_v<T>) {
             return detail::AlmostEqual(a, b);

@@ -2,6 +2,7 @@
 #ifndef UMB_PLOX_IPL_H
 #define UMB_PLOX_IPL_H
 
+#include "image.h"
 #include "library.h"
 #include "pixel_format.h"
 

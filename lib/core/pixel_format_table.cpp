@@ -191,4 +191,13 @@ const PixelFormatInfo& pixel_format(std::uint32_t code) {
     return *format;
 }
 
+const PixelFormatInfo& with_bayer_pattern(const PixelFormatInfo& bayer, PLOX_IPL_BAYER_PATTERN pattern) {
+    for (const PixelFormatInfo& f : kTable) {
+        if (f.family == bayer.family && f.bayer == pattern && f.significant_bits == bayer.significant_bits &&
+            f.storage_bits == bayer.storage_bits && f.packing == bayer.packing)
+            return f;
+    }
+    fail(PLOX_IPL_RETURN_CODE_IMAGE_FORMAT_NOT_SUPPORTED, bayer.name, " has no twin with another Bayer pattern");
+}
+
 }  // namespace plox::ipl::lib

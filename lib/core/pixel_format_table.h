@@ -56,4 +56,7 @@ const PixelFormatInfo* find_pixel_format(std::uint32_t code) noexcept;
 // Throws INVALID_ARGUMENT naming the code for Invalid and unknown codes.
 const PixelFormatInfo& pixel_format(std::uint32_t code);
 
+// The Bayer format of the same depth and packing whose top-left cell is `pattern`'s.
+const PixelFormatInfo& with_bayer_pattern(const PixelFormatInfo& bayer, PLOX_IPL_BAYER_PATTERN pattern);
+
 }  // namespace plox::ipl::lib

@@ -1,0 +1,22 @@
+// Pixel format conversion of whole images.
+#pragma once
+
+#include <cstdint>
+
+#include <umb_plox_ipl/image.h>
+
+#include "../core/image.h"
+
+namespace plox::ipl::lib {
+
+// Throws INVALID_ARGUMENT for an unknown mode, IMAGE_FORMAT_NOT_SUPPORTED for a pair that
+// cannot be converted, naming both formats.
+void check_conversion(const PixelFormatInfo& from, const PixelFormatInfo& to, std::int32_t mode);
+
+// `target` has the output format and the source's size; its timestamp becomes the source's.
+void convert_into(const Image& source, Image& target, std::int32_t mode);
+
+// Multiplies every value by `factor`, rounding and saturating at the format's maximum.
+void apply_factor(Image& image, double factor);
+
+}  // namespace plox::ipl::lib

@@ -1,0 +1,39 @@
+#include "image.h"
+
+#include "error.h"
+
+namespace plox::ipl::lib {
+
+std::size_t Image::byte_count(const PixelFormatInfo& format, std::size_t width, std::size_t height) {
+    if (width == 0 || height == 0)
+        fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "image size ", width, "x", height, " of ", format.name,
+             " has no pixels");
+    const unsigned __int128 pixels = static_cast<unsigned __int128>(width) * height;
+    const unsigned __int128 bits = pixels * format.storage_bits_per_pixel;
+    if (pixels > UINT64_MAX || bits / 8 > SIZE_MAX / 2)
+        fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "image size ", width, "x", height, " of ", format.name,
+             " is too large to address");
+    return static_cast<std::size_t>(format.storage_size(static_cast<std::uint64_t>(pixels)));
+}
+
+Image::Image(const PixelFormatInfo& format, std::size_t width, std::size_t height)
+    : Image(format, width, height, allocate_buffer(byte_count(format, width, height))) {}
+
+Image::Image(const PixelFormatInfo& format, std::size_t width, std::size_t height, std::uint8_t* data,
+             std::uint64_t capacity)
+    : format_(&format), width_(width), height_(height), byte_count_(byte_count(format, width, height)), data_(data) {
+    if (data == nullptr) fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "image buffer must not be null");
+    if (capacity < byte_count_)
+        fail(PLOX_IPL_RETURN_CODE_BUFFER_TOO_SMALL, "buffer of ", capacity, " bytes is smaller than the ",
+             byte_count_, " bytes of a ", width, "x", height, " ", format.name, " image");
+}
+
+Image::Image(const PixelFormatInfo& format, std::size_t width, std::size_t height, Buffer storage)
+    : format_(&format),
+      width_(width),
+      height_(height),
+      byte_count_(byte_count(format, width, height)),
+      storage_(std::move(storage)),
+      data_(storage_.get()) {}
+
+}  // namespace plox::ipl::lib

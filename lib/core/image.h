@@ -1,0 +1,45 @@
+// An image: pixel format, size, timestamp and its bytes, which it owns or borrows.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "buffer.h"
+#include "handle_registry.h"
+#include "pixel_format_table.h"
+
+namespace plox::ipl::lib {
+
+class Image : public Object {
+public:
+    // Fresh zero-filled memory.
+    Image(const PixelFormatInfo& format, std::size_t width, std::size_t height);
+    // Memory of the caller, used in place for the image's whole life; `capacity` is checked.
+    Image(const PixelFormatInfo& format, std::size_t width, std::size_t height, std::uint8_t* data,
+          std::uint64_t capacity);
+    // Memory from a pool or another owner, at least byte_count(format, width, height) long.
+    Image(const PixelFormatInfo& format, std::size_t width, std::size_t height, Buffer storage);
+
+    const PixelFormatInfo& format() const noexcept { return *format_; }
+    std::size_t width() const noexcept { return width_; }
+    std::size_t height() const noexcept { return height_; }
+    std::size_t byte_count() const noexcept { return byte_count_; }
+    std::uint8_t* data() const noexcept { return data_; }
+    std::uint64_t timestamp() const noexcept { return timestamp_; }
+    void set_timestamp(std::uint64_t timestamp) noexcept { timestamp_ = timestamp; }
+
+    // Bytes of a width x height image; throws INVALID_ARGUMENT for a zero side or a size that
+    // does not fit in memory addresses.
+    static std::size_t byte_count(const PixelFormatInfo& format, std::size_t width, std::size_t height);
+
+private:
+    const PixelFormatInfo* format_;
+    std::size_t width_;
+    std::size_t height_;
+    std::size_t byte_count_;
+    Buffer storage_;  // empty for caller memory
+    std::uint8_t* data_;
+    std::uint64_t timestamp_ = 0;
+};
+
+}  // namespace plox::ipl::lib

@@ -1,0 +1,71 @@
+#include "scale.h"
+
+#include <algorithm>
+#include <atomic>
+
+#include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include "../core/error.h"
+#include "../core/settings.h"
+
+namespace plox::ipl::lib {
+
+namespace {
+
+int cv_depth(const PixelFormatInfo& format) {
+    if (format.is_float) return CV_32F;
+    return format.storage_bits == 8 ? CV_8U : CV_16U;
+}
+
+cv::Mat as_mat(const Image& image) {
+    const PixelFormatInfo& format = image.format();
+    return cv::Mat(static_cast<int>(image.height()), static_cast<int>(image.width()),
+                   CV_MAKETYPE(cv_depth(format), format.channels), image.data());
+}
+
+// OpenCV's pool is process-wide too; follow our setting whenever it changes.
+void follow_thread_setting() {
+    static std::atomic<int> applied{-1};
+    const int wanted = static_cast<int>(Settings::instance().effective_thread_count());
+    if (applied.exchange(wanted) != wanted) cv::setNumThreads(wanted);
+}
+
+// Cubic and Lanczos overshoot; 10 and 12-bit values must stay within their bits.
+void clamp_to_significant_bits(Image& image) {
+    const PixelFormatInfo& format = image.format();
+    if (format.is_float || format.storage_bits != 16 || format.significant_bits == 16) return;
+    auto* values = reinterpret_cast<std::uint16_t*>(image.data());
+    const std::size_t count = image.byte_count() / 2;
+    const auto max = static_cast<std::uint16_t>(format.max_value());
+    for (std::size_t i = 0; i < count; ++i) values[i] = std::min(values[i], max);
+}
+
+}  // namespace
+
+void check_scalable(const PixelFormatInfo& format, std::int32_t interpolation) {
+    if (interpolation < cv::INTER_NEAREST || interpolation > cv::INTER_NEAREST_EXACT)
+        fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "interpolation algorithm ", interpolation, " is unknown");
+    if (format.is_bayer() || format.is_packed() || format.is_yuv())
+        fail(PLOX_IPL_RETURN_CODE_IMAGE_FORMAT_NOT_SUPPORTED, "scaling ", format.name,
+             " is not supported: convert Bayer, packed and YUV images to a plain format first");
+}
+
+void scale_into(const Image& source, Image& target, std::int32_t interpolation) {
+    check_scalable(source.format(), interpolation);
+    if (source.width() > INT32_MAX || source.height() > INT32_MAX || target.width() > INT32_MAX ||
+        target.height() > INT32_MAX)
+        fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "scaling supports sides up to ", INT32_MAX, " pixels");
+    follow_thread_setting();
+    cv::Mat output = as_mat(target);
+    try {
+        cv::resize(as_mat(source), output, output.size(), 0, 0, interpolation);
+    } catch (const cv::Exception& e) {
+        fail(PLOX_IPL_RETURN_CODE_IMAGE_FORMAT_NOT_SUPPORTED, "scaling ", source.format().name,
+             " with interpolation ", interpolation, " failed: ", e.err);
+    }
+    if (interpolation == cv::INTER_CUBIC || interpolation == cv::INTER_LANCZOS4) clamp_to_significant_bits(target);
+    target.set_timestamp(source.timestamp());
+}
+
+}  // namespace plox::ipl::lib
