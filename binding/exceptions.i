@@ -1,6 +1,10 @@
 // Every class-layer exception reaches Python as the registered class of the same name.
 
 %{
+// None for a reference parameter is a wrong value, not a wrong type.
+#undef SWIG_NullReferenceError
+#define SWIG_NullReferenceError SWIG_ValueError
+
 namespace {
 
 // Raises the Python class registered for `type` (RuntimeError if there is none yet).

@@ -65,6 +65,7 @@ PyObject* plox_image_array(const plox::ipl::Image& image, const char* method, in
 
 %ignore plox::ipl::Image::Image(PLOX_IPL_IMAGE_HANDLE);
 %ignore plox::ipl::Image::operator=;
+%ignore plox::ipl::Image::Image(plox::ipl::Image &&);
 %ignore plox::ipl::Image::Data;
 
 %thread plox::ipl::Image::Clone;

@@ -126,6 +126,10 @@ public:
      */
     PixelFormat(::plox::ipl::PixelFormatName name) : name_(name) {}
 
+    /** \brief Copies a pixel format. \since 1.9.2 */
+    PixelFormat(const PixelFormat& other) = default;
+    PixelFormat& operator=(const PixelFormat& other) = default;
+
     /** \brief The pixel format name \since 1.9.2 */
     ::plox::ipl::PixelFormatName PixelFormatName() const { return name_; }
 

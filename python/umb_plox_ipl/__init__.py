@@ -8,6 +8,7 @@ from importlib import metadata as _metadata
 
 from .umb_plox_ipl_python_interface import *  # noqa: F401,F403
 from .umb_plox_ipl_python_interface import PixelFormat as _PixelFormat
+from .numpy_view import get_numpy
 
 try:
     __version__ = _metadata.version("umb_plox_ipl")
