@@ -10,9 +10,12 @@
 #include <numpy/arrayobject.h>
 
 #include "ipl/Exception.h"
+#include "ipl/Histogram.h"
 #include "ipl/Image.h"
 #include "ipl/Library.h"
 #include "ipl/PixelFormat.h"
+#include "ipl/PixelLine.h"
+#include "ipl/Sharpness.h"
 #include "ipl/Types.h"
 %}
 

@@ -11,3 +11,4 @@
 %include "pixel_format.i"
 %include "buffers.i"
 %include "image.i"
+%include "vectors.i"
