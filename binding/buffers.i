@@ -18,7 +18,6 @@
 }
 %enddef
 
-PLOX_WRITABLE_BUFFER(uint8_t* buffer, size_t bufferSize_bytes, "(uint8_t* buffer, size_t bufferSize_bytes)")
 PLOX_WRITABLE_BUFFER(uint8_t* outputImageBuffer, size_t outputImageBufferSize,
                      "(uint8_t* outputImageBuffer, size_t outputImageBufferSize)")
 PLOX_WRITABLE_BUFFER(uint8_t* buffer, std::size_t bufferSize, "(uint8_t* buffer, std::size_t bufferSize)")

@@ -12,14 +12,27 @@ void plox_release_image_reference(PyObject* capsule) {
     PLOX_IPL_Image_Destruct(static_cast<PLOX_IPL_IMAGE_HANDLE>(PyCapsule_GetPointer(capsule, kImageCapsule)));
 }
 
-// An array over the image's memory. Its base holds a library reference to the image, so the
-// memory outlives the Image wrapper for as long as the array does.
+// Gives a Python buffer back, with the GIL, when the library image over it is gone.
+void plox_release_python_buffer(void* context) {
+    auto* view = static_cast<Py_buffer*>(context);
+    if (Py_IsInitialized()) {
+        PyGILState_STATE state = PyGILState_Ensure();
+        PyBuffer_Release(view);
+        PyGILState_Release(state);
+    }
+    delete view;
+}
+
+// An array over the image's memory (dimensions 0: the whole byte range, no format check). Its
+// base holds a library reference to the image, so the memory outlives the Image wrapper for as
+// long as the array does.
 PyObject* plox_image_array(const plox::ipl::Image& image, const char* method, int dimensions, bool wide,
                            bool writeable) {
     const plox::ipl::PixelFormat format = image.PixelFormat();
     const size_t significant = format.NumSignificantBitsPerPixel();
     const size_t storage = format.NumStorageBitsPerPixel();
-    if (significant % 8 != 0 && significant == storage)
+    // Semiplanar YUV has 12 bits per pixel too, but whole bytes: its planes are viewable.
+    if (dimensions > 0 && significant % 8 != 0 && significant == storage && format.IsPacked())
         throw plox::ipl::Exception(std::string(method) + "() does not support packed pixel formats like " +
                                    format.Name());
     const size_t bytes = image.ByteCount();
@@ -27,6 +40,7 @@ PyObject* plox_image_array(const plox::ipl::Image& image, const char* method, in
     const size_t per_pixel = wide ? storage / 16 + (bytes_per_pixel % 2) : bytes_per_pixel;
     const size_t item = wide ? 2 : 1;
     npy_intp shape[3] = {0, 0, 0};
+    dimensions = dimensions > 0 ? dimensions : 1;
     if (dimensions == 1) {
         shape[0] = static_cast<npy_intp>(bytes / item);
     } else {
@@ -63,6 +77,12 @@ PyObject* plox_image_array(const plox::ipl::Image& image, const char* method, in
 }  // namespace
 %}
 
+// The raw handle types, so that GetBackendHandle gives an unowned pointer.
+%import "umb_plox_ipl/export.h"
+%import "umb_plox_ipl/return_codes.h"
+%import "umb_plox_ipl/image.h"
+%import "umb_plox_ipl/image_converter.h"
+
 %ignore plox::ipl::Image::Image(PLOX_IPL_IMAGE_HANDLE);
 %ignore plox::ipl::Image::operator=;
 %ignore plox::ipl::Image::Image(plox::ipl::Image &&);
@@ -74,11 +94,26 @@ PyObject* plox_image_array(const plox::ipl::Image& image, const char* method, in
 %thread plox::ipl::Image::Scale;
 %thread plox::ipl::Image::ScaleInto;
 
-// The buffer object stays referenced by the image wrapper: an image over Python memory
-// never outlives that memory through the wrapper.
-%pythonappend plox::ipl::Image::CreateFromSizeAndPythonBuffer %{
-    val._buffer_owner = buffer
+// Comparing with anything but an image is not an error; Python falls back to identity.
+%pythonprepend plox::ipl::Image::operator== %{
+    if not isinstance(other, Image):
+        return NotImplemented
 %}
+%pythonprepend plox::ipl::Image::operator!= %{
+    if not isinstance(other, Image):
+        return NotImplemented
+%}
+
+// Checked here so that a read-only buffer gets the usual argument message.
+%typemap(in) PyObject* writableBuffer {
+    Py_buffer probe;
+    if (PyObject_GetBuffer($input, &probe, PyBUF_WRITABLE) != 0) {
+        PyErr_Clear();
+        SWIG_exception_fail(SWIG_TypeError, "in method '" "$symname" "', argument " "$argnum" " of type '" "(uint8_t* buffer, size_t bufferSize_bytes)" "'");
+    }
+    PyBuffer_Release(&probe);
+    $1 = $input;
+}
 
 %extend plox::ipl::Image {
     /**
@@ -91,14 +126,28 @@ PyObject* plox_image_array(const plox::ipl::Image& image, const char* method, in
      * \throws BufferTooSmallException The buffer is smaller than the image.
      * \since 1.9.2
      */
-    static plox::ipl::Image CreateFromSizeAndPythonBuffer(plox::ipl::PixelFormatName pixelFormatName, uint8_t* buffer,
-                                                          size_t bufferSize_bytes, size_t width, size_t height) {
-        return plox::ipl::Image::CreateFromSizeAndBuffer(pixelFormatName, buffer, bufferSize_bytes, width, height);
+    static plox::ipl::Image CreateFromSizeAndPythonBuffer(plox::ipl::PixelFormatName pixelFormatName,
+                                                          PyObject* writableBuffer, size_t width, size_t height) {
+        // The library image holds the buffer (and so its memory, which cannot be resized meanwhile)
+        // until the image and every view of it are gone.
+        auto* view = new Py_buffer;
+        if (PyObject_GetBuffer(writableBuffer, view, PyBUF_WRITABLE) != 0) {
+            delete view;
+            PyErr_Clear();
+            throw plox::ipl::InvalidArgumentException("the buffer is not writable");
+        }
+        PLOX_IPL_IMAGE_HANDLE handle = nullptr;
+        plox::ipl::ExecuteAndMapReturnCodes([&] {
+            return PLOX_IPL_Image_ConstructFromBufferWithRelease(
+                static_cast<uint32_t>(pixelFormatName), static_cast<uint8_t*>(view->buf),
+                static_cast<uint64_t>(view->len), width, height, plox_release_python_buffer, view, &handle);
+        });
+        return plox::ipl::Image(handle);
     }
 
     /** \brief Get the buffer protocol view of the image buffer. */
     PyObject* DataView() {
-        PyObject* array = plox_image_array(*$self, "DataView", 1, false, false);
+        PyObject* array = plox_image_array(*$self, "DataView", 0, false, false);
         if (array == nullptr) {
             PyErr_Clear();
             PyErr_SetString(PyExc_RuntimeError, "Can't create buffer view!");

@@ -12,6 +12,7 @@
 #include "ipl/Exception.h"
 #include "ipl/Histogram.h"
 #include "ipl/Image.h"
+#include "ipl/ImageConverter.h"
 #include "ipl/Library.h"
 #include "ipl/PixelFormat.h"
 #include "ipl/PixelLine.h"

@@ -12,3 +12,4 @@
 %include "buffers.i"
 %include "image.i"
 %include "vectors.i"
+%include "image_converter.i"

@@ -2,7 +2,9 @@
 #ifndef UMB_PLOX_IPL_EXPORT_H
 #define UMB_PLOX_IPL_EXPORT_H
 
-#if defined(_WIN32)
+#if defined(SWIG)
+#  define PLOX_IPL_API
+#elif defined(_WIN32)
 #  if defined(UMB_PLOX_IPL_BUILDING)
 #    define PLOX_IPL_API __declspec(dllexport)
 #  else

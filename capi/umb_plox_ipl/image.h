@@ -39,6 +39,11 @@ PLOX_IPL_API PLOX_IPL_RETURN_CODE PLOX_IPL_Image_Construct(uint32_t pixelFormatN
 PLOX_IPL_API PLOX_IPL_RETURN_CODE PLOX_IPL_Image_ConstructFromBuffer(uint32_t pixelFormatName, uint8_t* buffer,
                                                                     uint64_t bufferSize, size_t width, size_t height,
                                                                     PLOX_IPL_IMAGE_HANDLE* image);
+/* As ConstructFromBuffer; release(context) is called exactly once: when the image and every
+ * handle to it are gone, or at once when construction fails (release itself must not be null). */
+PLOX_IPL_API PLOX_IPL_RETURN_CODE PLOX_IPL_Image_ConstructFromBufferWithRelease(
+    uint32_t pixelFormatName, uint8_t* buffer, uint64_t bufferSize, size_t width, size_t height,
+    void (*release)(void* context), void* context, PLOX_IPL_IMAGE_HANDLE* image);
 /* A deep copy with its own memory. */
 PLOX_IPL_API PLOX_IPL_RETURN_CODE PLOX_IPL_Image_Clone(PLOX_IPL_IMAGE_HANDLE image, PLOX_IPL_IMAGE_HANDLE* clone);
 /* A second handle to the same image (same memory). */

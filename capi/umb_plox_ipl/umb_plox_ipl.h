@@ -3,6 +3,7 @@
 #define UMB_PLOX_IPL_H
 
 #include "image.h"
+#include "image_converter.h"
 #include "library.h"
 #include "pixel_format.h"
 

@@ -31,7 +31,7 @@ PLOX_IPL_RETURN_CODE convert(PLOX_IPL_IMAGE_HANDLE image, uint32_t name, std::ui
         if (into_buffer && buffer == nullptr) fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "buffer must not be null");
         const std::shared_ptr<Image> source = image_of(image);
         const PixelFormatInfo& target_format = pixel_format(name);
-        check_conversion(source->format(), target_format, mode);
+        check_conversion(source->format(), target_format, source->width(), source->height(), mode);
         std::shared_ptr<Image> target = output_image(target_format, source->width(), source->height(), buffer, size);
         convert_into(*source, *target, mode);
         if (with_factor) apply_factor(*target, factor);
@@ -78,6 +78,21 @@ PLOX_IPL_RETURN_CODE PLOX_IPL_Image_ConstructFromBuffer(uint32_t pixelFormatName
     return guarded([&] {
         out(image, "image");
         publish(std::make_shared<Image>(pixel_format(pixelFormatName), width, height, buffer, bufferSize), image);
+    });
+}
+
+PLOX_IPL_RETURN_CODE PLOX_IPL_Image_ConstructFromBufferWithRelease(uint32_t pixelFormatName, uint8_t* buffer,
+                                                                   uint64_t bufferSize, size_t width, size_t height,
+                                                                   void (*release)(void* context), void* context,
+                                                                   PLOX_IPL_IMAGE_HANDLE* image) {
+    return guarded([&] {
+        if (release == nullptr) fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "release function must not be null");
+        // From here on every path, failures included, releases the owner exactly once.
+        std::shared_ptr<void> owner(context, release);
+        out(image, "image");
+        publish(std::make_shared<Image>(pixel_format(pixelFormatName), width, height, buffer, bufferSize,
+                                        std::move(owner)),
+                image);
     });
 }
 

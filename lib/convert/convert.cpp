@@ -1,52 +1,345 @@
 #include "convert.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <numeric>
+#include <vector>
 
 #include "../core/error.h"
+#include "../core/thread_pool.h"
+#include "colour.h"
+#include "conversion_table.h"
+#include "demosaic.h"
+#include "packing.h"
+#include "rows.h"
 
 namespace plox::ipl::lib {
 
 namespace {
 
-template <class T>
-void scale_values(T* values, std::size_t count, double factor, double max) {
-    for (std::size_t i = 0; i < count; ++i) {
-        const double scaled = std::nearbyint(static_cast<double>(values[i]) * factor);
-        values[i] = static_cast<T>(scaled < 0 ? 0 : (scaled > max ? max : scaled));
+struct Plan {
+    const PixelFormatInfo* from;
+    const PixelFormatInfo* to;
+    RowKind in_kind;
+    RowKind out_kind;
+    unsigned in_depth;
+    unsigned out_depth;
+    // Colour work happens at the smaller depth: narrowing first keeps the arithmetic cheap and
+    // makes widening followed by narrowing the identity.
+    unsigned work_depth;
+    bool demosaic;
+    DemosaicMethod method;
+    std::size_t alignment;  // strip boundaries keep packed output bytes within one strip
+};
+
+bool is_float_format(const PixelFormatInfo& f) { return f.is_float; }
+
+DemosaicMethod method_of(std::int32_t mode) {
+    return mode == PLOX_IPL_CONVERSION_MODE_HIGH_QUALITY ? DemosaicMethod::gradient_corrected
+                                                         : DemosaicMethod::bilinear;
+}
+
+std::size_t rows_sharing_bytes(const PixelFormatInfo& format, std::size_t width) {
+    if (format.family == Family::yuv420) return 2;
+    const std::size_t group = format.group_pixels;
+    return group / std::gcd(group, width % group == 0 ? group : width % group);
+}
+
+Plan make_plan(const PixelFormatInfo& from, const PixelFormatInfo& to, std::size_t width, std::int32_t mode) {
+    Plan plan{};
+    plan.from = &from;
+    plan.to = &to;
+    plan.in_kind = row_kind(from);
+    plan.out_kind = row_kind(to);
+    plan.in_depth = row_depth(from);
+    plan.out_depth = row_depth(to);
+    plan.work_depth = std::min(plan.in_depth, plan.out_depth);
+    plan.demosaic = from.is_bayer() && !to.is_bayer();
+    plan.method = method_of(mode);
+    plan.alignment = std::lcm(rows_sharing_bytes(from, width), rows_sharing_bytes(to, width));
+    return plan;
+}
+
+// Mirrors a row index into 0..size-1 without repeating the edge, keeping the colour parity.
+std::size_t mirror(std::ptrdiff_t index, std::size_t size) {
+    if (size == 1) return 0;
+    const std::ptrdiff_t period = 2 * static_cast<std::ptrdiff_t>(size - 1);
+    std::ptrdiff_t i = index % period;
+    if (i < 0) i += period;
+    return static_cast<std::size_t>(i < static_cast<std::ptrdiff_t>(size) ? i : period - i);
+}
+
+void shift_values(std::uint16_t* values, std::size_t count, unsigned from_depth, unsigned to_depth) {
+    if (from_depth > to_depth) {
+        const unsigned shift = from_depth - to_depth;
+        for (std::size_t i = 0; i < count; ++i) values[i] = static_cast<std::uint16_t>(values[i] >> shift);
+    } else if (to_depth > from_depth) {
+        const unsigned shift = to_depth - from_depth;
+        for (std::size_t i = 0; i < count; ++i) values[i] = static_cast<std::uint16_t>(values[i] << shift);
+    }
+}
+
+// Grey, RGB and RGBa working rows into one another, at one depth.
+void change_kind(const std::uint16_t* in, RowKind in_kind, std::uint16_t* out, RowKind out_kind, std::size_t width) {
+    const std::size_t in_ch = channels_of(in_kind);
+    const std::size_t out_ch = channels_of(out_kind);
+    if (out_kind == RowKind::gray) {
+        if (in_kind == RowKind::gray) {
+            std::memcpy(out, in, width * 2);
+            return;
+        }
+        for (std::size_t x = 0; x < width; ++x, in += in_ch)
+            out[x] = static_cast<std::uint16_t>(luma(in[0], in[1], in[2]));
+        return;
+    }
+    for (std::size_t x = 0; x < width; ++x, in += in_ch, out += out_ch) {
+        if (in_kind == RowKind::gray) {
+            out[0] = out[1] = out[2] = in[0];
+        } else {
+            out[0] = in[0], out[1] = in[1], out[2] = in[2];
+        }
+    }
+}
+
+void fill_alpha(std::uint16_t* row, std::size_t width, unsigned depth) {
+    const auto max = static_cast<std::uint16_t>((1u << depth) - 1);
+    for (std::size_t x = 0; x < width; ++x) row[4 * x + 3] = max;
+}
+
+// One strip of the generic chain: decode, narrow, demosaic or change kind, widen, encode.
+class StripConverter {
+public:
+    StripConverter(const Plan& plan, const Image& source, Image& target)
+        : plan_(plan), source_(source), target_(target), width_(source.width()) {
+        decoded_.resize(width_ * 4);
+        work_.resize(width_ * 4);
+        previous_.resize(width_ * 4);
+    }
+
+    void run(std::size_t first, std::size_t end) {
+        if (plan_.demosaic) {
+            demosaic_band(first, end);
+        } else {
+            for (std::size_t y = first; y < end; ++y) {
+                decode_row(source_, y, decoded_.data());
+                shift_values(decoded_.data(), width_ * channels_of(plan_.in_kind), plan_.in_depth, plan_.work_depth);
+                finish_row(decoded_.data(), plan_.in_kind, y);
+            }
+        }
+    }
+
+private:
+    void demosaic_band(std::size_t first, std::size_t end) {
+        const std::size_t rows = end - first;
+        const std::size_t halo = kDemosaicHalo;
+        mosaic_.resize((rows + 2 * halo) * width_);
+        rgb_.resize(rows * width_ * 3);
+        for (std::size_t r = 0; r < rows + 2 * halo; ++r) {
+            const std::ptrdiff_t y = static_cast<std::ptrdiff_t>(first + r) - static_cast<std::ptrdiff_t>(halo);
+            std::uint16_t* row = mosaic_.data() + r * width_;
+            decode_row(source_, mirror(y, source_.height()), row);
+            shift_values(row, width_, plan_.in_depth, plan_.work_depth);
+        }
+        const PLOX_IPL_BAYER_PATTERN pattern = shifted_bayer_pattern(plan_.from->bayer, 0, first % 2);
+        demosaic<std::uint16_t>(mosaic_.data() + halo * width_, static_cast<std::ptrdiff_t>(width_), width_, rows,
+                                pattern, plan_.method, (1u << plan_.work_depth) - 1, ColourLayout{0, 1, 2, -1},
+                                rgb_.data(), static_cast<std::ptrdiff_t>(width_ * 3));
+        for (std::size_t r = 0; r < rows; ++r) finish_row(rgb_.data() + r * width_ * 3, RowKind::rgb, first + r);
+    }
+
+    // From a working row at the work depth to the target row y.
+    void finish_row(const std::uint16_t* row, RowKind kind, std::size_t y) {
+        change_kind(row, kind, work_.data(), plan_.out_kind, width_);
+        const std::size_t channels = channels_of(plan_.out_kind);
+        shift_values(work_.data(), width_ * channels, plan_.work_depth, plan_.out_depth);
+        if (plan_.out_kind == RowKind::rgba) fill_alpha(work_.data(), width_, plan_.out_depth);
+        if (plan_.to->family != Family::yuv420) {
+            encode_row(work_.data(), target_, y);
+        } else if (y % 2 == 0) {
+            previous_.swap(work_);  // the chroma of a row pair needs both rows
+        } else {
+            encode_yuv420_rows(previous_.data(), work_.data(), target_, y - 1);
+        }
+    }
+
+    const Plan& plan_;
+    const Image& source_;
+    Image& target_;
+    std::size_t width_;
+    std::vector<std::uint16_t> decoded_, work_, previous_, mosaic_, rgb_;
+};
+
+// Bayer data to 8-bit RGB-family output in one pass: narrow straight to bytes, demosaic into the
+// target rows. Gives the bytes of the generic chain.
+bool is_fast_bayer_pair(const Plan& plan) {
+    const PixelFormatInfo& to = *plan.to;
+    const bool colour = to.family == Family::rgb || to.family == Family::bgr || to.family == Family::rgba ||
+                        to.family == Family::bgra;
+    return plan.demosaic && colour && to.packing == Packing::none && to.storage_bits == 8;
+}
+
+ColourLayout layout_of(const PixelFormatInfo& to) {
+    const bool bgr = to.family == Family::bgr || to.family == Family::bgra;
+    const int alpha = to.channels == 4 ? 3 : -1;
+    return bgr ? ColourLayout{2, 1, 0, alpha} : ColourLayout{0, 1, 2, alpha};
+}
+
+void narrow_row_to_bytes(const Image& source, std::size_t y, std::uint8_t* out) {
+    const PixelFormatInfo& f = source.format();
+    const std::size_t width = source.width();
+    if (f.packing != Packing::none) return unpack_values_to_8(f, source.data(), y * width, width, out);
+    const std::uint8_t* row = source.data() + y * f.storage_size(width);
+    if (f.storage_bits == 8) {
+        std::memcpy(out, row, width);
+        return;
+    }
+    const auto* words = reinterpret_cast<const std::uint16_t*>(row);
+    const unsigned shift = f.significant_bits - 8;
+    for (std::size_t x = 0; x < width; ++x) out[x] = static_cast<std::uint8_t>(words[x] >> shift);
+}
+
+void fast_bayer_band(const Plan& plan, const Image& source, Image& target, std::size_t first, std::size_t end) {
+    const std::size_t width = source.width();
+    const std::size_t height = source.height();
+    const std::size_t rows = end - first;
+    const std::size_t halo = kDemosaicHalo;
+    const std::uint8_t* mosaic = nullptr;
+    std::vector<std::uint8_t> band;
+    const bool plain8 = source.format().storage_bits == 8 && source.format().packing == Packing::none;
+    if (plain8 && first >= halo && end + halo <= height) {
+        mosaic = source.data() + first * width;  // interior band: read the image in place
+    } else {
+        band.resize((rows + 2 * halo) * width);
+        for (std::size_t r = 0; r < rows + 2 * halo; ++r) {
+            const std::ptrdiff_t y = static_cast<std::ptrdiff_t>(first + r) - static_cast<std::ptrdiff_t>(halo);
+            narrow_row_to_bytes(source, mirror(y, height), band.data() + r * width);
+        }
+        mosaic = band.data() + halo * width;
+    }
+    const ColourLayout layout = layout_of(*plan.to);
+    const std::size_t out_stride = width * static_cast<std::size_t>(layout.channels());
+    demosaic<std::uint8_t>(mosaic, static_cast<std::ptrdiff_t>(width), width, rows,
+                           shifted_bayer_pattern(plan.from->bayer, 0, first % 2), plan.method, 255, layout,
+                           target.data() + first * out_stride, static_cast<std::ptrdiff_t>(out_stride));
+}
+
+// Any one-channel source to Mono8: each value narrowed straight to a byte.
+bool is_fast_mono8_pair(const Plan& plan) {
+    return plan.in_kind == RowKind::gray && !plan.demosaic && !is_float_format(*plan.from) &&
+           plan.to->code == PLOX_IPL_PIXEL_FORMAT_Mono8;
+}
+
+void convert_floats(const Image& source, Image& target) {
+    const PixelFormatInfo& from = source.format();
+    const PixelFormatInfo& to = target.format();
+    const std::size_t pixels = source.width() * source.height();
+    const auto* in = reinterpret_cast<const float*>(source.data());
+    const std::size_t stride = from.channels;  // ABC32f: C is the third value
+    const std::size_t offset = from.channels - 1;
+    for (std::size_t i = 0; i < pixels; ++i) {
+        const float value = from.is_float ? in[i * stride + offset] : 0.0f;
+        if (to.is_float) {
+            reinterpret_cast<float*>(target.data())[i] = value;
+            continue;
+        }
+        // Distances keep their unit: rounded and saturated into the integer range.
+        const double clamped = std::clamp(std::nearbyint(static_cast<double>(value)), 0.0,
+                                          static_cast<double>(to.max_value()));
+        if (to.storage_bits == 8) {
+            target.data()[i] = static_cast<std::uint8_t>(clamped);
+        } else {
+            reinterpret_cast<std::uint16_t*>(target.data())[i] = static_cast<std::uint16_t>(clamped);
+        }
+    }
+}
+
+void integers_to_float(const Image& source, Image& target) {
+    const std::size_t pixels = source.width() * source.height();
+    auto* out = reinterpret_cast<float*>(target.data());
+    const PixelFormatInfo& from = source.format();
+    for (std::size_t i = 0; i < pixels; ++i) {
+        out[i] = from.storage_bits == 8 ? source.data()[i]
+                                        : reinterpret_cast<const std::uint16_t*>(source.data())[i];
     }
 }
 
 }  // namespace
 
-void check_conversion(const PixelFormatInfo& from, const PixelFormatInfo& to, std::int32_t mode) {
+void check_conversion(const PixelFormatInfo& from, const PixelFormatInfo& to, std::size_t width, std::size_t height,
+                      std::int32_t mode) {
     if (mode < PLOX_IPL_CONVERSION_MODE_FAST || mode > PLOX_IPL_CONVERSION_MODE_CLASSIC)
         fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "conversion mode ", mode, " is unknown");
-    if (&from != &to)
+    if (!conversion_supported(from, to))
         fail(PLOX_IPL_RETURN_CODE_IMAGE_FORMAT_NOT_SUPPORTED, "conversion from ", from.name, " to ", to.name,
              " is not supported");
+    for (const PixelFormatInfo* f : {&from, &to}) {
+        if (f == &from && f == &to) break;  // a copy needs no chroma pairs
+        if (f->family == Family::yuv422 && width % 2 != 0)
+            fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "width ", width, " must be even for ", f->name);
+        if (f->family == Family::yuv420 && (width % 2 != 0 || height % 2 != 0))
+            fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "size ", width, "x", height, " must be even in both sides for ",
+                 f->name);
+    }
 }
 
 void convert_into(const Image& source, Image& target, std::int32_t mode) {
-    check_conversion(source.format(), target.format(), mode);
-    std::memcpy(target.data(), source.data(), source.byte_count());
+    const PixelFormatInfo& from = source.format();
+    const PixelFormatInfo& to = target.format();
+    check_conversion(from, to, source.width(), source.height(), mode);
     target.set_timestamp(source.timestamp());
+    if (&from == &to) {
+        std::memcpy(target.data(), source.data(), source.byte_count());
+        return;
+    }
+    if (from.is_float || to.is_float) {
+        if (from.is_float) {
+            convert_floats(source, target);
+        } else {
+            integers_to_float(source, target);
+        }
+        return;
+    }
+    const Plan plan = make_plan(from, to, source.width(), mode);
+    if (is_fast_bayer_pair(plan)) {
+        for_each_strip(source.height(), source.width(), plan.alignment,
+                       [&](std::size_t first, std::size_t end) { fast_bayer_band(plan, source, target, first, end); });
+        return;
+    }
+    if (is_fast_mono8_pair(plan)) {
+        for_each_strip(source.height(), source.width(), plan.alignment, [&](std::size_t first, std::size_t end) {
+            for (std::size_t y = first; y < end; ++y)
+                narrow_row_to_bytes(source, y, target.data() + y * source.width());
+        });
+        return;
+    }
+    for_each_strip(source.height(), source.width(), plan.alignment, [&](std::size_t first, std::size_t end) {
+        StripConverter(plan, source, target).run(first, end);
+    });
 }
 
 void apply_factor(Image& image, double factor) {
     const PixelFormatInfo& format = image.format();
     if (!std::isfinite(factor) || factor < 0)
         fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "factor ", factor, " must be finite and not negative");
-    if (format.is_packed())
-        fail(PLOX_IPL_RETURN_CODE_IMAGE_FORMAT_NOT_SUPPORTED, "a factor cannot be applied to packed ", format.name);
+    if (format.is_packed() || format.is_yuv())
+        fail(PLOX_IPL_RETURN_CODE_IMAGE_FORMAT_NOT_SUPPORTED, "a factor cannot be applied to ", format.name);
     const std::size_t count = image.byte_count() * 8 / format.storage_bits;
-    if (format.is_float) {
-        auto* values = reinterpret_cast<float*>(image.data());
-        for (std::size_t i = 0; i < count; ++i) values[i] = static_cast<float>(values[i] * factor);
-    } else if (format.storage_bits == 8) {
-        scale_values(image.data(), count, factor, format.max_value());
-    } else {
-        scale_values(reinterpret_cast<std::uint16_t*>(image.data()), count, factor, format.max_value());
+    const double max = format.max_value();
+    const bool has_alpha = format.family == Family::rgba || format.family == Family::bgra;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (has_alpha && i % 4 == 3) continue;  // alpha is opacity, not brightness
+        if (format.is_float) {
+            auto* values = reinterpret_cast<float*>(image.data());
+            values[i] = static_cast<float>(values[i] * factor);
+            continue;
+        }
+        if (format.storage_bits == 8) {
+            image.data()[i] = static_cast<std::uint8_t>(std::min(std::nearbyint(image.data()[i] * factor), max));
+        } else {
+            auto* values = reinterpret_cast<std::uint16_t*>(image.data());
+            values[i] = static_cast<std::uint16_t>(std::min(std::nearbyint(values[i] * factor), max));
+        }
     }
 }
 

@@ -3,6 +3,8 @@
 // A stream is the whole image's bytes: rows are not padded, so a run may start and end inside a
 // packing group. Values are addressed by their index in the stream (pixel index for one-channel
 // formats; for word32, pixel index with three values per pixel).
+// Every packing works; unpacked formats (Packing::none) with 8- or 16-bit containers too, so one
+// call serves every integer format.
 #pragma once
 
 #include <cstddef>

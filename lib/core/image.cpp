@@ -20,8 +20,13 @@ Image::Image(const PixelFormatInfo& format, std::size_t width, std::size_t heigh
     : Image(format, width, height, allocate_buffer(byte_count(format, width, height))) {}
 
 Image::Image(const PixelFormatInfo& format, std::size_t width, std::size_t height, std::uint8_t* data,
-             std::uint64_t capacity)
-    : format_(&format), width_(width), height_(height), byte_count_(byte_count(format, width, height)), data_(data) {
+             std::uint64_t capacity, std::shared_ptr<void> owner)
+    : format_(&format),
+      width_(width),
+      height_(height),
+      byte_count_(byte_count(format, width, height)),
+      owner_(std::move(owner)),
+      data_(data) {
     if (data == nullptr) fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "image buffer must not be null");
     if (capacity < byte_count_)
         fail(PLOX_IPL_RETURN_CODE_BUFFER_TOO_SMALL, "buffer of ", capacity, " bytes is smaller than the ",

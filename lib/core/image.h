@@ -15,8 +15,9 @@ public:
     // Fresh zero-filled memory.
     Image(const PixelFormatInfo& format, std::size_t width, std::size_t height);
     // Memory of the caller, used in place for the image's whole life; `capacity` is checked.
+    // `owner`, if given, is released with the image.
     Image(const PixelFormatInfo& format, std::size_t width, std::size_t height, std::uint8_t* data,
-          std::uint64_t capacity);
+          std::uint64_t capacity, std::shared_ptr<void> owner = nullptr);
     // Memory from a pool or another owner, at least byte_count(format, width, height) long.
     Image(const PixelFormatInfo& format, std::size_t width, std::size_t height, Buffer storage);
 
@@ -38,6 +39,7 @@ private:
     std::size_t height_;
     std::size_t byte_count_;
     Buffer storage_;  // empty for caller memory
+    std::shared_ptr<void> owner_;
     std::uint8_t* data_;
     std::uint64_t timestamp_ = 0;
 };

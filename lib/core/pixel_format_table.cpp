@@ -1,5 +1,6 @@
 #include "pixel_format_table.h"
 
+#include <cstring>
 #include <iomanip>
 
 #include "error.h"
@@ -163,7 +164,35 @@ constexpr bool every_name_has_one_row() {
 }
 static_assert(every_name_has_one_row(), "the table and the public names disagree");
 
+// The 2x2 cell of each pattern, row by row.
+struct BayerCell {
+    PLOX_IPL_BAYER_PATTERN pattern;
+    char colours[5];
+};
+constexpr BayerCell kCells[] = {
+    {PLOX_IPL_BAYER_PATTERN_GR, "GRBG"},
+    {PLOX_IPL_BAYER_PATTERN_RG, "RGGB"},
+    {PLOX_IPL_BAYER_PATTERN_GB, "GBRG"},
+    {PLOX_IPL_BAYER_PATTERN_BG, "BGGR"},
+};
+
 }  // namespace
+
+PLOX_IPL_BAYER_PATTERN shifted_bayer_pattern(PLOX_IPL_BAYER_PATTERN pattern, std::size_t dx, std::size_t dy) {
+    const char* cell = nullptr;
+    for (const BayerCell& c : kCells) {
+        if (c.pattern == pattern) cell = c.colours;
+    }
+    char shifted[5] = {};
+    for (std::size_t row = 0; row < 2; ++row) {
+        for (std::size_t col = 0; col < 2; ++col) shifted[row * 2 + col] = cell[((row + dy) % 2) * 2 + (col + dx) % 2];
+    }
+    for (const BayerCell& c : kCells) {
+        if (std::memcmp(c.colours, shifted, 4) == 0) return c.pattern;
+    }
+    return pattern;
+}
+
 
 std::uint64_t PixelFormatInfo::storage_size(std::uint64_t pixels) const {
     const std::uint64_t groups = pixels / group_pixels + (pixels % group_pixels != 0 ? 1 : 0);

@@ -56,6 +56,9 @@ const PixelFormatInfo* find_pixel_format(std::uint32_t code) noexcept;
 // Throws INVALID_ARGUMENT naming the code for Invalid and unknown codes.
 const PixelFormatInfo& pixel_format(std::uint32_t code);
 
+// The pattern of a mosaic whose first pixel was at (dx, dy) of a `pattern` mosaic.
+PLOX_IPL_BAYER_PATTERN shifted_bayer_pattern(PLOX_IPL_BAYER_PATTERN pattern, std::size_t dx, std::size_t dy);
+
 // The Bayer format of the same depth and packing whose top-left cell is `pattern`'s.
 const PixelFormatInfo& with_bayer_pattern(const PixelFormatInfo& bayer, PLOX_IPL_BAYER_PATTERN pattern);
 

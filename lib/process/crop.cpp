@@ -8,34 +8,6 @@ namespace plox::ipl::lib {
 
 namespace {
 
-// The 2x2 cell of each pattern, row by row.
-struct BayerCell {
-    PLOX_IPL_BAYER_PATTERN pattern;
-    char colours[5];
-};
-constexpr BayerCell kCells[] = {
-    {PLOX_IPL_BAYER_PATTERN_GR, "GRBG"},
-    {PLOX_IPL_BAYER_PATTERN_RG, "RGGB"},
-    {PLOX_IPL_BAYER_PATTERN_GB, "GBRG"},
-    {PLOX_IPL_BAYER_PATTERN_BG, "BGGR"},
-};
-
-// The pattern of a mosaic whose top-left pixel was at (dx, dy) of the original cell.
-PLOX_IPL_BAYER_PATTERN shifted_pattern(PLOX_IPL_BAYER_PATTERN pattern, std::size_t dx, std::size_t dy) {
-    const char* cell = nullptr;
-    for (const BayerCell& c : kCells) {
-        if (c.pattern == pattern) cell = c.colours;
-    }
-    char shifted[5] = {};
-    for (std::size_t row = 0; row < 2; ++row) {
-        for (std::size_t col = 0; col < 2; ++col) shifted[row * 2 + col] = cell[((row + dy) % 2) * 2 + (col + dx) % 2];
-    }
-    for (const BayerCell& c : kCells) {
-        if (std::memcmp(c.colours, shifted, 4) == 0) return c.pattern;
-    }
-    return pattern;
-}
-
 void check_region(const Image& source, std::size_t x, std::size_t y, std::size_t width, std::size_t height) {
     if (width == 0 || height == 0)
         fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "crop size ", width, "x", height, " has no pixels");
@@ -82,7 +54,7 @@ std::shared_ptr<Image> crop(const Image& source, std::size_t x, std::size_t y, s
                      source.width(), "x", source.height(), " image");
         }
         const PixelFormatInfo& out_format =
-            format.is_bayer() ? with_bayer_pattern(format, shifted_pattern(format.bayer, x % 2, y % 2)) : format;
+            format.is_bayer() ? with_bayer_pattern(format, shifted_bayer_pattern(format.bayer, x % 2, y % 2)) : format;
         result = std::make_shared<Image>(out_format, width, height);
         const std::size_t row_bytes = format.storage_size(width);
         for (std::size_t row = 0; row < height; ++row) {
