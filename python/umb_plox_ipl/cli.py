@@ -3,10 +3,7 @@
 import argparse
 import sys
 
-import numpy as np
-
-from . import (Image, InterpolationAlgorithm_area, Library, PixelFormatName_RGB8, Point2D, Size2D, get_numpy,
-               pixel_format, pixel_format_names)
+from . import Library, pixel_format, pixel_format_names
 
 _BAYER_NAMES = {0: "Unknown", 1: "-", 2: "GR", 3: "RG", 4: "GB", 5: "BG"}
 
@@ -47,36 +44,12 @@ def _info(_args):
     return 0
 
 
-def _synthetic_chart(width, height):
-    """Colour gradients: red across, green down, blue along the diagonal."""
-    x = np.linspace(0, 255, width, dtype=np.float32)
-    y = np.linspace(0, 255, height, dtype=np.float32)[:, None]
-    chart = np.empty((height, width, 3), dtype=np.uint8)
-    chart[..., 0] = x
-    chart[..., 1] = y
-    chart[..., 2] = (x + y) / 2
-    return chart
-
-
-def _image_lines():
-    chart = _synthetic_chart(640, 480)
-    image = Image.CreateFromSizeAndPythonBuffer(PixelFormatName_RGB8, chart, 640, 480)
-    chart[0, 0] = (1, 2, 3)  # the image sees the array's memory, no copy was made
-    cropped = image.Crop(Point2D.New(100, 50), Size2D.New(320, 240))
-    scaled = cropped.Scale(Size2D.New(160, 120), InterpolationAlgorithm_area)
-    lines = ["Synthetic 640x480 RGB8 chart from a NumPy array (shared, not copied): "
-             f"first pixel {tuple(int(v) for v in get_numpy(image)[0, 0])}"]
-    for label, img in (("image", image), ("crop 320x240 at (100, 50)", cropped), ("scaled to 160x120", scaled)):
-        lines.append(f"  {label:<26} {img.Width()}x{img.Height()} {img.PixelFormat().Name():<5} "
-                     f"{img.ByteCount():>7} bytes  get_numpy {get_numpy(img).shape}  "
-                     f"get_numpy_1D {img.get_numpy_1D().shape}  DataView {len(img.DataView())} bytes")
-    return lines
-
-
 def _demo(args):
+    from . import demo
+
     _info(args)
     print()
-    print("\n".join(_image_lines()))
+    demo.run()
     return 0
 
 
