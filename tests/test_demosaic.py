@@ -76,15 +76,6 @@ def test_flat_colour_has_no_fringes_at_the_border():
             assert (demosaic(mosaic(rgb, pattern), pattern, mode) == rgb).all(), (pattern, mode)
 
 
-@pytest.fixture
-def restore_settings():
-    saved = (ipl.Library.MaxConcurrentThreads(), ipl.Library.MultiThreadingEnabled(), ipl.Library.SIMDEnabled())
-    yield
-    ipl.Library.SetMaxConcurrentThreads(saved[0])
-    ipl.Library.SetMultiThreadingEnabled(saved[1])
-    ipl.Library.SetSIMDEnabled(saved[2])
-
-
 PAIRS = [("BayerRG12p", "RGB8", ipl.ConversionMode_Fast), ("BayerGB12p", "BGRa8", ipl.ConversionMode_HighQuality),
          ("BayerBG10g40UMB", "Mono8", ipl.ConversionMode_Fast), ("BayerGR8", "RGB12", ipl.ConversionMode_HighQuality),
          ("Mono12p", "Mono8", ipl.ConversionMode_Fast), ("RGB8", "YUV420_8_YY_UV_SemiplanarUMB",

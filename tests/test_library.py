@@ -7,15 +7,6 @@ import pytest
 import umb_plox_ipl as ipl
 
 
-@pytest.fixture
-def restore_settings():
-    saved = (ipl.Library.MaxConcurrentThreads(), ipl.Library.MultiThreadingEnabled(), ipl.Library.SIMDEnabled())
-    yield
-    ipl.Library.SetMaxConcurrentThreads(saved[0])
-    ipl.Library.SetMultiThreadingEnabled(saved[1])
-    ipl.Library.SetSIMDEnabled(saved[2])
-
-
 def test_version_matches_package():
     version = ipl.Library.Version()
     numbers = [int(part) for part in ipl.__version__.split(".")[:3]]

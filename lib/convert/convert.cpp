@@ -8,6 +8,7 @@
 
 #include "../core/error.h"
 #include "../core/thread_pool.h"
+#include "byte_channels.h"
 #include "colour.h"
 #include "conversion_table.h"
 #include "demosaic.h"
@@ -99,6 +100,7 @@ void change_kind(const std::uint16_t* in, RowKind in_kind, std::uint16_t* out, R
         } else {
             out[0] = in[0], out[1] = in[1], out[2] = in[2];
         }
+        if (in_ch == 4 && out_ch == 4) out[3] = in[3];
     }
 }
 
@@ -153,7 +155,7 @@ private:
         change_kind(row, kind, work_.data(), plan_.out_kind, width_);
         const std::size_t channels = channels_of(plan_.out_kind);
         shift_values(work_.data(), width_ * channels, plan_.work_depth, plan_.out_depth);
-        if (plan_.out_kind == RowKind::rgba) fill_alpha(work_.data(), width_, plan_.out_depth);
+        if (plan_.out_kind == RowKind::rgba && kind != RowKind::rgba) fill_alpha(work_.data(), width_, plan_.out_depth);
         if (plan_.to->family != Family::yuv420) {
             encode_row(work_.data(), target_, y);
         } else if (y % 2 == 0) {
@@ -222,6 +224,34 @@ void fast_bayer_band(const Plan& plan, const Image& source, Image& target, std::
     demosaic<std::uint8_t>(mosaic, static_cast<std::ptrdiff_t>(width), width, rows,
                            shifted_bayer_pattern(plan.from->bayer, 0, first % 2), plan.method, 255, layout,
                            target.data() + first * out_stride, static_cast<std::ptrdiff_t>(out_stride));
+}
+
+// Between unpacked 8-bit grey and colour formats (not to grey, which needs luma): one pass of
+// byte shuffles.
+bool byte_channel_map(const PixelFormatInfo& from, const PixelFormatInfo& to, ChannelMap& map) {
+    const auto is_plain8 = [](const PixelFormatInfo& f) {
+        return f.packing == Packing::none && f.storage_bits == 8 && !f.is_float &&
+               (f.family == Family::mono || f.family == Family::rgb || f.family == Family::bgr ||
+                f.family == Family::rgba || f.family == Family::bgra);
+    };
+    if (!is_plain8(from) || !is_plain8(to) || to.family == Family::mono) return false;
+    // Where R, G, B and A sit in a stored pixel; -1: not stored.
+    const auto positions = [](const PixelFormatInfo& f, int where[4]) {
+        const bool bgr = f.family == Family::bgr || f.family == Family::bgra;
+        where[0] = f.family == Family::mono ? 0 : (bgr ? 2 : 0);
+        where[1] = f.family == Family::mono ? 0 : 1;
+        where[2] = f.family == Family::mono ? 0 : (bgr ? 0 : 2);
+        where[3] = f.channels == 4 ? 3 : -1;
+    };
+    int in_at[4], out_at[4];
+    positions(from, in_at);
+    positions(to, out_at);
+    map.in_channels = from.channels;
+    map.out_channels = to.channels;
+    for (int colour = 0; colour < 4; ++colour) {
+        if (out_at[colour] >= 0) map.source[out_at[colour]] = in_at[colour];
+    }
+    return true;
 }
 
 // Any one-channel source to Mono8: each value narrowed straight to a byte.
@@ -304,6 +334,15 @@ void convert_into(const Image& source, Image& target, std::int32_t mode) {
     if (is_fast_bayer_pair(plan)) {
         for_each_strip(source.height(), source.width(), plan.alignment,
                        [&](std::size_t first, std::size_t end) { fast_bayer_band(plan, source, target, first, end); });
+        return;
+    }
+    ChannelMap map{};
+    if (byte_channel_map(from, to, map)) {
+        const std::size_t width = source.width();
+        for_each_strip(source.height(), width, plan.alignment, [&](std::size_t first, std::size_t end) {
+            map_byte_channels(source.data() + first * width * from.channels, target.data() + first * width * to.channels,
+                              (end - first) * width, map);
+        });
         return;
     }
     if (is_fast_mono8_pair(plan)) {
