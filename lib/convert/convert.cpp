@@ -346,9 +346,10 @@ void convert_into(const Image& source, Image& target, std::int32_t mode) {
         return;
     }
     if (is_fast_mono8_pair(plan)) {
-        for_each_strip(source.height(), source.width(), plan.alignment, [&](std::size_t first, std::size_t end) {
-            for (std::size_t y = first; y < end; ++y)
-                narrow_row_to_bytes(source, y, target.data() + y * source.width());
+        // Rows are contiguous in both images: one run per strip.
+        const std::size_t width = source.width();
+        for_each_strip(source.height(), width, plan.alignment, [&](std::size_t first, std::size_t end) {
+            unpack_values_to_8(from, source.data(), first * width, (end - first) * width, target.data() + first * width);
         });
         return;
     }

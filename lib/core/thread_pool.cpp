@@ -56,12 +56,16 @@ void ThreadPool::ensure_workers(std::size_t count) {
 void ThreadPool::work() {
     for (;;) {
         std::shared_ptr<Job> job;
+        // Frames come in bursts of strips: stay awake a moment for the next job.
+        for (int spin = 0; spin < 2000 && pending_.load(std::memory_order_relaxed) == 0; ++spin)
+            std::this_thread::yield();
         {
             std::unique_lock lock(mutex_);
             wake_.wait(lock, [this] { return stopping_ || !tickets_.empty(); });
             if (stopping_) return;
             job = std::move(tickets_.front());
             tickets_.pop_front();
+            pending_.fetch_sub(1, std::memory_order_relaxed);
         }
         job->run();
     }
@@ -79,11 +83,14 @@ void ThreadPool::parallel_for(std::size_t count, std::size_t threads,
             std::lock_guard lock(mutex_);
             ensure_workers(helpers);
             for (std::size_t i = 0; i < helpers; ++i) tickets_.push_back(job);
+            pending_.fetch_add(helpers, std::memory_order_relaxed);
         }
         wake_.notify_all();
     }
     job->run();
-    {
+    // The last pieces are usually moments from done: spin briefly before sleeping on them.
+    for (int spin = 0; spin < 20000 && job->finished.load() != count; ++spin) std::this_thread::yield();
+    if (job->finished.load() != count) {
         std::unique_lock lock(job->mutex);
         job->done.wait(lock, [&] { return job->finished.load() == count; });
     }

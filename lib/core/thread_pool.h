@@ -3,6 +3,7 @@
 // oversubscribing the cores, and a caller never waits idle for a busy pool.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
@@ -34,6 +35,7 @@ private:
     std::mutex mutex_;
     std::condition_variable wake_;
     std::deque<std::shared_ptr<Job>> tickets_;
+    std::atomic<std::size_t> pending_{0};  // tickets_.size(), readable without the lock
     std::vector<std::thread> workers_;
     bool stopping_ = false;
 };
