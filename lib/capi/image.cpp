@@ -19,7 +19,7 @@ std::shared_ptr<Image> image_of(PLOX_IPL_IMAGE_HANDLE handle) { return object_of
 // checked before anything is written.
 std::shared_ptr<Image> output_image(const PixelFormatInfo& format, std::size_t width, std::size_t height,
                                     std::uint8_t* buffer, std::uint64_t buffer_size) {
-    if (buffer == nullptr) return std::make_shared<Image>(format, width, height);
+    if (buffer == nullptr) return std::make_shared<Image>(format, width, height, Fill::none);
     return std::make_shared<Image>(format, width, height, buffer, buffer_size);
 }
 
@@ -100,7 +100,7 @@ PLOX_IPL_RETURN_CODE PLOX_IPL_Image_Clone(PLOX_IPL_IMAGE_HANDLE image, PLOX_IPL_
     return guarded([&] {
         out(clone, "clone");
         const std::shared_ptr<Image> source = image_of(image);
-        auto copy = std::make_shared<Image>(source->format(), source->width(), source->height());
+        auto copy = std::make_shared<Image>(source->format(), source->width(), source->height(), Fill::none);
         std::memcpy(copy->data(), source->data(), source->byte_count());
         copy->set_timestamp(source->timestamp());
         publish(std::move(copy), clone);

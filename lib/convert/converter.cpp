@@ -71,7 +71,7 @@ std::shared_ptr<Image> Converter::convert(const Image& source, const PixelFormat
         }
     }
     auto target = pooled ? std::make_shared<Image>(to, source.width(), source.height(), std::move(pooled))
-                         : std::make_shared<Image>(to, source.width(), source.height());
+                         : std::make_shared<Image>(to, source.width(), source.height(), Fill::none);
     convert_into(source, *target, conversion_mode);
     return target;
 }

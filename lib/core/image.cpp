@@ -16,8 +16,8 @@ std::size_t Image::byte_count(const PixelFormatInfo& format, std::size_t width, 
     return static_cast<std::size_t>(format.storage_size(static_cast<std::uint64_t>(pixels)));
 }
 
-Image::Image(const PixelFormatInfo& format, std::size_t width, std::size_t height)
-    : Image(format, width, height, allocate_buffer(byte_count(format, width, height))) {}
+Image::Image(const PixelFormatInfo& format, std::size_t width, std::size_t height, Fill fill)
+    : Image(format, width, height, allocate_buffer(byte_count(format, width, height), fill)) {}
 
 Image::Image(const PixelFormatInfo& format, std::size_t width, std::size_t height, std::uint8_t* data,
              std::uint64_t capacity, std::shared_ptr<void> owner)

@@ -12,8 +12,8 @@ namespace plox::ipl::lib {
 
 class Image : public Object {
 public:
-    // Fresh zero-filled memory.
-    Image(const PixelFormatInfo& format, std::size_t width, std::size_t height);
+    // Fresh memory, zero-filled unless the caller overwrites every byte (Fill::none).
+    Image(const PixelFormatInfo& format, std::size_t width, std::size_t height, Fill fill = Fill::zeros);
     // Memory of the caller, used in place for the image's whole life; `capacity` is checked.
     // `owner`, if given, is released with the image.
     Image(const PixelFormatInfo& format, std::size_t width, std::size_t height, std::uint8_t* data,

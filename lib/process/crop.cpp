@@ -23,7 +23,7 @@ std::shared_ptr<Image> crop_semiplanar(const Image& source, std::size_t x, std::
         fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "a crop of ", source.format().name,
              " needs even positions and sizes: ", width, "x", height, " at (", x, ", ", y, ") of a ", source.width(),
              "x", source.height(), " image");
-    auto result = std::make_shared<Image>(source.format(), width, height);
+    auto result = std::make_shared<Image>(source.format(), width, height, Fill::none);
     const std::uint8_t* luma = source.data();
     const std::uint8_t* chroma = luma + source.width() * source.height();
     std::uint8_t* out_luma = result->data();
@@ -55,7 +55,7 @@ std::shared_ptr<Image> crop(const Image& source, std::size_t x, std::size_t y, s
         }
         const PixelFormatInfo& out_format =
             format.is_bayer() ? with_bayer_pattern(format, shifted_bayer_pattern(format.bayer, x % 2, y % 2)) : format;
-        result = std::make_shared<Image>(out_format, width, height);
+        result = std::make_shared<Image>(out_format, width, height, Fill::none);
         const std::size_t row_bytes = format.storage_size(width);
         for (std::size_t row = 0; row < height; ++row) {
             const std::size_t offset = format.storage_size((y + row) * source.width() + x);
