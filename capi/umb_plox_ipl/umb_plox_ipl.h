@@ -4,6 +4,7 @@
 
 #include "image.h"
 #include "image_converter.h"
+#include "image_io.h"
 #include "library.h"
 #include "pixel_format.h"
 

@@ -220,6 +220,15 @@ const PixelFormatInfo& pixel_format(std::uint32_t code) {
     return *format;
 }
 
+const PixelFormatInfo* find_unpacked_format(Family family, unsigned significant_bits, PLOX_IPL_BAYER_PATTERN pattern) {
+    for (const PixelFormatInfo& f : kTable) {
+        if (f.family == family && f.significant_bits == significant_bits && f.packing == Packing::none &&
+            f.bayer == pattern && !f.is_float)
+            return &f;
+    }
+    return nullptr;
+}
+
 const PixelFormatInfo& with_bayer_pattern(const PixelFormatInfo& bayer, PLOX_IPL_BAYER_PATTERN pattern) {
     for (const PixelFormatInfo& f : kTable) {
         if (f.family == bayer.family && f.bayer == pattern && f.significant_bits == bayer.significant_bits &&

@@ -56,6 +56,11 @@ const PixelFormatInfo* find_pixel_format(std::uint32_t code) noexcept;
 // Throws INVALID_ARGUMENT naming the code for Invalid and unknown codes.
 const PixelFormatInfo& pixel_format(std::uint32_t code);
 
+// The unpacked format of `family` with that many significant bits per channel (Bayer: of
+// `pattern`), or nullptr.
+const PixelFormatInfo* find_unpacked_format(Family family, unsigned significant_bits,
+                                            PLOX_IPL_BAYER_PATTERN pattern = PLOX_IPL_BAYER_PATTERN_NONE);
+
 // The pattern of a mosaic whose first pixel was at (dx, dy) of a `pattern` mosaic.
 PLOX_IPL_BAYER_PATTERN shifted_bayer_pattern(PLOX_IPL_BAYER_PATTERN pattern, std::size_t dx, std::size_t dy);
 

@@ -1,0 +1,237 @@
+#include "image_files.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+
+#include "../convert/convert.h"
+#include "../core/error.h"
+#include "bmp.h"
+#include "files.h"
+#include "jpeg.h"
+#include "png.h"
+#include "raw.h"
+
+namespace plox::ipl::lib {
+
+namespace {
+
+const char* type_name(FileType type) {
+    switch (type) {
+        case FileType::png: return "PNG";
+        case FileType::jpeg: return "JPEG";
+        case FileType::bmp: return "BMP";
+        case FileType::raw: return "raw";
+    }
+    return "?";
+}
+
+bool is_colour(Family f) { return f == Family::rgb || f == Family::bgr || f == Family::rgba || f == Family::bgra; }
+
+// Grey: mono and Bayer mosaics (written as the raw mosaic). Colour: the RGB family, BGR
+// reordered. The file's depth limits: JPEG 8 bits, BMP 8 bits (deeper data narrowed), PNG 16.
+bool writable(const PixelFormatInfo& f, FileType type) {
+    if (f.is_packed() || f.is_float) return false;
+    const bool grey = f.family == Family::mono || f.family == Family::bayer;
+    switch (type) {
+        case FileType::raw: return true;
+        case FileType::png: return (grey && f.significant_bits <= 16) || is_colour(f.family);
+        case FileType::jpeg: return (grey || is_colour(f.family)) && f.significant_bits == 8;
+        case FileType::bmp: return (grey && f.significant_bits <= 12) || (is_colour(f.family) && f.significant_bits == 8);
+    }
+    return false;
+}
+
+// The image as the codec takes it: grey or RGB(A) order, at most `max_bits` deep.
+std::shared_ptr<const Image> prepare(const Image& image, unsigned max_bits) {
+    const PixelFormatInfo& f = image.format();
+    const PixelFormatInfo* target = &f;
+    std::shared_ptr<const Image> source(&image, [](const Image*) {});
+    if (f.family == Family::bayer) {
+        // The mosaic as grey: the same bytes seen as the mono format of that depth.
+        const PixelFormatInfo* mono = find_unpacked_format(Family::mono, f.significant_bits);
+        source = std::make_shared<Image>(*mono, image.width(), image.height(), image.data(), image.byte_count());
+        target = mono;
+    }
+    const unsigned bits = std::min<unsigned>(target->significant_bits, max_bits);
+    Family family = target->family == Family::bgr ? Family::rgb : target->family == Family::bgra ? Family::rgba
+                                                                                                 : target->family;
+    target = find_unpacked_format(family, bits);
+    if (target == &source->format()) return source;
+    auto prepared = std::make_shared<Image>(*target, image.width(), image.height(), Fill::none);
+    convert_into(*source, *prepared, PLOX_IPL_CONVERSION_MODE_FAST);
+    return prepared;
+}
+
+RasterView view_of(const Image& image) {
+    const PixelFormatInfo& f = image.format();
+    return RasterView{image.data(), image.width(), image.height(), f.channels, f.storage_bits, f.significant_bits};
+}
+
+// Replicates the high bits into the low ones, so that the maximum stays the maximum.
+std::uint16_t widen_to_16(std::uint16_t value, unsigned bits) {
+    return bits >= 16 ? value : static_cast<std::uint16_t>(value << (16 - bits) | value >> (2 * bits - 16));
+}
+
+const PixelFormatInfo& natural_format(const Raster& raster, unsigned& depth) {
+    // Grey + alpha has no format of its own: it becomes RGBa with the grey replicated.
+    const Family family = raster.channels == 1 ? Family::mono
+                          : raster.channels == 3 ? Family::rgb
+                                                 : Family::rgba;
+    depth = raster.bits == 8 ? 8 : raster.significant_bits;
+    if (raster.bits == 16 && depth != 10 && depth != 12 && !(family == Family::mono && depth == 16))
+        depth = family == Family::mono ? 16 : 12;
+    return *find_unpacked_format(family, depth);
+}
+
+std::shared_ptr<Image> image_from_raster(const Raster& raster, const PixelFormatInfo& format, unsigned depth) {
+    auto image = std::make_shared<Image>(format, raster.width, raster.height, Fill::none);
+    const std::size_t pixels = raster.width * raster.height;
+    const unsigned out_channels = format.channels;
+    const bool bgr = format.family == Family::bgr || format.family == Family::bgra;
+    for (std::size_t i = 0; i < pixels; ++i) {
+        for (unsigned c = 0; c < out_channels; ++c) {
+            // Source channel of output channel c: grey replicates, BGR reverses, alpha stays last.
+            unsigned from = c;
+            if (raster.channels == 2) from = c == 3 ? 1 : 0;
+            else if (raster.channels == 1) from = 0;
+            else if (bgr && c < 3) from = 2 - c;
+            const std::size_t at = i * raster.channels + from;
+            if (raster.bits == 8) {
+                image->data()[i * out_channels + c] = raster.pixels.get()[at];
+                continue;
+            }
+            std::uint16_t value;
+            std::memcpy(&value, raster.pixels.get() + 2 * at, 2);
+            if (raster.significant_bits != depth) value = widen_to_16(value, raster.significant_bits) >> (16 - depth);
+            std::memcpy(image->data() + 2 * (i * out_channels + c), &value, 2);
+        }
+    }
+    return image;
+}
+
+enum class Content { png, jpeg, bmp, raw, unknown };
+
+Content sniff(const std::uint8_t* data, std::size_t size) {
+    static const std::uint8_t png_signature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+    if (size >= 8 && std::memcmp(data, png_signature, 8) == 0) return Content::png;
+    if (size >= 3 && data[0] == 0xFF && data[1] == 0xD8 && data[2] == 0xFF) return Content::jpeg;
+    if (size >= 2 && data[0] == 'B' && data[1] == 'M') return Content::bmp;
+    if (is_raw_file(data, size)) return Content::raw;
+    return Content::unknown;
+}
+
+Raster decode(const Encoded& file, Content content, const std::string& path) {
+    try {
+        switch (content) {
+            case Content::png: return decode_png(file.data.get(), file.size);
+            case Content::jpeg: return decode_jpeg(file.data.get(), file.size);
+            case Content::bmp: return decode_bmp(file.data.get(), file.size);
+            default: break;
+        }
+    } catch (const Error& e) {
+        fail(e.code(), "'", path, "': ", e.what());
+    }
+    fail(PLOX_IPL_RETURN_CODE_IMAGE_FORMAT_NOT_SUPPORTED, "'", path, "' is not a PNG, JPEG, BMP or raw image file");
+}
+
+std::shared_ptr<Image> image_from_raw(const Encoded& file, const std::string& path, const PixelFormatInfo* wanted) {
+    const RawFile raw = [&] {
+        try {
+            return parse_raw(file.data.get(), file.size);
+        } catch (const Error& e) {
+            fail(e.code(), "'", path, "': ", e.what());
+        }
+    }();
+    const PixelFormatInfo* stored = find_pixel_format(raw.pixel_format);
+    if (stored == nullptr)
+        fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "'", path, "': damaged raw file: unknown pixel format ", raw.pixel_format);
+    const PixelFormatInfo& format = wanted != nullptr ? *wanted : *stored;
+    const std::size_t needed = Image::byte_count(format, raw.width, raw.height);
+    if (needed != raw.payload_size) {
+        if (wanted == nullptr || needed > raw.payload_size)
+            fail(wanted == nullptr ? PLOX_IPL_RETURN_CODE_IO_ERROR : PLOX_IPL_RETURN_CODE_FORMAT_INTERPRETATION_ERROR,
+                 "'", path, "' holds ", raw.payload_size, " image bytes, a ", raw.width, "x", raw.height, " ",
+                 format.name, " image needs ", needed);
+        if (stored->storage_size(std::uint64_t{raw.width} * raw.height) != raw.payload_size)
+            fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "'", path, "': damaged raw file");
+    }
+    auto image = std::make_shared<Image>(format, raw.width, raw.height, Fill::none);
+    std::memcpy(image->data(), raw.payload, needed);
+    image->set_timestamp(raw.timestamp);
+    return image;
+}
+
+}  // namespace
+
+FileType file_type_of_path(const std::string& path) {
+    const std::size_t dot = path.find_last_of('.');
+    const std::size_t slash = path.find_last_of('/');
+    std::string ending = dot == std::string::npos || (slash != std::string::npos && dot < slash) ? "" : path.substr(dot);
+    std::string lower = ending;
+    std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return std::tolower(c); });
+    if (lower == ".png") return FileType::png;
+    if (lower == ".jpg" || lower == ".jpeg") return FileType::jpeg;
+    if (lower == ".bmp") return FileType::bmp;
+    if (lower == ".raw") return FileType::raw;
+    fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "file ending '", ending, "' of '", path,
+         "' is not one of .png, .jpg, .jpeg, .bmp, .raw");
+}
+
+void write_image(const Image& image, const std::string& path, FileType type, std::uint32_t quality) {
+    const PixelFormatInfo& f = image.format();
+    if (!writable(f, type))
+        fail(PLOX_IPL_RETURN_CODE_IMAGE_FORMAT_NOT_SUPPORTED, type_name(type), " files cannot hold ", f.name,
+             " images");
+    Encoded encoded;
+    switch (type) {
+        case FileType::raw: encoded = encode_raw(image); break;
+        case FileType::png: encoded = encode_png(view_of(*prepare(image, 16)), quality); break;
+        case FileType::jpeg: encoded = encode_jpeg(view_of(*prepare(image, 8)), quality); break;
+        case FileType::bmp: encoded = encode_bmp(view_of(*prepare(image, 8))); break;
+    }
+    write_file_atomically(path, encoded.data.get(), encoded.size);
+}
+
+std::shared_ptr<Image> read_image(const std::string& path) {
+    const Encoded file = read_file(path);
+    const Content content = sniff(file.data.get(), file.size);
+    if (content == Content::raw) return image_from_raw(file, path, nullptr);
+    const Raster raster = decode(file, content, path);
+    unsigned depth = 8;
+    const PixelFormatInfo& format = natural_format(raster, depth);
+    return image_from_raster(raster, format, depth);
+}
+
+std::shared_ptr<Image> read_image_as(const std::string& path, const PixelFormatInfo& format) {
+    if (format.is_packed())
+        fail(PLOX_IPL_RETURN_CODE_IMAGE_FORMAT_NOT_SUPPORTED, "files are not read as packed ", format.name,
+             ": read the unpacked format and convert");
+    const Encoded file = read_file(path);
+    const Content content = sniff(file.data.get(), file.size);
+    if (content == Content::raw) return image_from_raw(file, path, &format);
+    const Raster raster = decode(file, content, path);
+    const unsigned wanted_channels = format.is_yuv() ? 0 : format.channels;
+    const unsigned depth = format.significant_bits;
+    const bool depth_fits = format.storage_bits == raster.bits && !format.is_float;
+    if (wanted_channels != raster.channels || !depth_fits)
+        fail(PLOX_IPL_RETURN_CODE_FORMAT_INTERPRETATION_ERROR, "'", path, "' holds a ", raster.bits, "-bit ",
+             raster.channels, "-channel image, which cannot be read as ", format.name);
+    if (raster.bits == 16) {
+        // Every value must fit the format's bits, as it is taken over unchanged.
+        const std::size_t samples = raster.width * raster.height * raster.channels;
+        const std::uint32_t max = format.max_value();
+        for (std::size_t i = 0; i < samples; ++i) {
+            std::uint16_t value;
+            std::memcpy(&value, raster.pixels.get() + 2 * i, 2);
+            if (value > max)
+                fail(PLOX_IPL_RETURN_CODE_FORMAT_INTERPRETATION_ERROR, "'", path, "' holds the value ", value,
+                     ", larger than the ", max, " of ", format.name);
+        }
+    }
+    Raster exact = raster;
+    exact.significant_bits = depth;  // values are taken as they are
+    return image_from_raster(exact, format, depth);
+}
+
+}  // namespace plox::ipl::lib
