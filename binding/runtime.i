@@ -13,6 +13,8 @@
 #include "ipl/Histogram.h"
 #include "ipl/Image.h"
 #include "ipl/ImageConverter.h"
+#include "ipl/ImageReader.h"
+#include "ipl/ImageWriter.h"
 #include "ipl/Library.h"
 #include "ipl/PixelFormat.h"
 #include "ipl/PixelLine.h"

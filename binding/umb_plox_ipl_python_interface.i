@@ -13,3 +13,4 @@
 %include "image.i"
 %include "vectors.i"
 %include "image_converter.i"
+%include "image_io.i"

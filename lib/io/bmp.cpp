@@ -103,7 +103,9 @@ Encoded encode_bmp(const RasterView& raster) {
     const std::size_t width = raster.width, row_bytes = width * channels;
     for (std::size_t y = 0; y < raster.height; ++y) {
         const std::uint8_t* src = raster.data + y * row_bytes;
-        std::uint8_t* dst = out + offset + (raster.height - 1 - y) * stride;
+        std::uint8_t* row = out + offset + (raster.height - 1 - y) * stride;
+        std::memset(row + row_bytes, 0, stride - row_bytes);
+        std::uint8_t* dst = row;
         if (channels == 1) {
             std::memcpy(dst, src, width);
         } else if (channels == 3) {
@@ -112,7 +114,6 @@ Encoded encode_bmp(const RasterView& raster) {
             for (std::size_t x = 0; x < width; ++x, src += 4, dst += 4)
                 dst[0] = src[2], dst[1] = src[1], dst[2] = src[0], dst[3] = src[3];
         }
-        if (channels != 4) std::memset(out + offset + (raster.height - 1 - y) * stride + row_bytes, 0, stride - row_bytes);
     }
     return Encoded{file, static_cast<std::size_t>(file_size)};
 }
@@ -147,46 +148,41 @@ Raster decode_bmp(const std::uint8_t* data, std::size_t size) {
         fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "BMP size ", width, "x", signed_height, " is not a picture");
     const bool top_down = signed_height < 0;
     const std::uint64_t w = static_cast<std::uint64_t>(width);
-    const std::uint64_t h = top_down ? std::uint64_t{0} - static_cast<std::uint64_t>(static_cast<std::int64_t>(signed_height))
-                                     : static_cast<std::uint64_t>(signed_height);
+    const std::uint64_t h = static_cast<std::uint64_t>(top_down ? -std::int64_t{signed_height} : signed_height);
 
     // The channel layout: a palette, or the byte of each channel in a 32-bit pixel.
     std::array<std::array<std::uint8_t, 3>, 256> colours{};  // indices past the palette read black
     bool grey = false;
     int red = 2, green = 1, blue = 0, alpha = -1;
-    std::size_t pixel_start = kFileHeaderSize + header;
+    const std::size_t tables = kFileHeaderSize + header;  // where a palette or masks begin
     if (bits <= 8) {
         const std::uint32_t entries = 1u << bits;
         if (colours_used > entries)
             fail(PLOX_IPL_RETURN_CODE_IO_ERROR, bits, "-bit BMP claims ", colours_used, " palette colours, more than ",
                  entries);
         const std::uint32_t count = colours_used ? colours_used : entries;
-        if (pixel_start + std::uint64_t{count} * 4 > size)
+        if (tables + std::uint64_t{count} * 4 > size)
             fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "BMP palette of ", count, " colours runs past the end of the ", size,
                  "-byte file");
         grey = true;
         for (std::uint32_t i = 0; i < count; ++i) {
-            const std::uint8_t* entry = data + pixel_start + 4 * i;
+            const std::uint8_t* entry = data + tables + 4 * i;
             colours[i] = {entry[2], entry[1], entry[0]};
             grey = grey && entry[0] == entry[1] && entry[1] == entry[2];
         }
-        pixel_start += std::size_t{count} * 4;
     } else if (bits == 32) {
         std::uint32_t masks[4] = {0x00FF0000, 0x0000FF00, 0x000000FF, 0};
-        // The alpha mask of a V3 and later header counts even without BI_BITFIELDS; a plain
-        // 32-bit BI_RGB file's fourth byte is padding that writers leave as zero.
+        // The alpha mask of a V3 and later header counts even without BI_BITFIELDS; the fourth
+        // byte of a plain 32-bit pixel is padding that writers leave as zero.
         if (header >= 56) masks[3] = get32(info + 52);
         if (bitfields) {
-            const unsigned count = compression == kBiAlphaBitfields ? 4 : 3;
-            const std::uint8_t* at = info + 40;
+            unsigned count = header >= 56 ? 4 : 3;
             if (header == kInfoHeaderSize) {  // the masks follow a 40-byte header
-                if (pixel_start + 4 * count > size)
+                count = compression == kBiAlphaBitfields ? 4 : 3;
+                if (tables + 4 * count > size)
                     fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "BMP colour masks run past the end of the ", size, "-byte file");
-                pixel_start += 4 * count;
-            } else if (header == 52) {
-                masks[3] = 0;
             }
-            for (unsigned i = 0; i < count && (header == kInfoHeaderSize || i < 3); ++i) masks[i] = get32(at + 4 * i);
+            for (unsigned i = 0; i < count; ++i) masks[i] = get32(info + 40 + 4 * i);  // in or right after the header
         }
         red = mask_byte(masks[0], "red", false);
         green = mask_byte(masks[1], "green", false);
@@ -204,9 +200,10 @@ Raster decode_bmp(const std::uint8_t* data, std::size_t size) {
              " bytes, more than the limit of ", kMaxRasterBytes);
     // Safe from overflow: the limit above bounds w * h to 2^32.
     const std::uint64_t stride = row_stride(w, bits);
-    if (offset < pixel_start || offset + stride * h > size)
+    if (offset < kFileHeaderSize + header || offset + stride * h > size)
         fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "BMP pixels of ", w, "x", h, " at ", bits, " bits need ", stride * h,
-             " bytes from offset ", offset, ", but the file has ", size, " bytes and its headers end at ", pixel_start);
+             " bytes from offset ", offset, ", but the file has ", size, " bytes and its headers take ",
+             kFileHeaderSize + header);
 
     raster.pixels = allocate_buffer(static_cast<std::size_t>(bytes), Fill::none);
     const std::size_t out_row = static_cast<std::size_t>(w) * raster.channels;
