@@ -1,12 +1,13 @@
 """What the library does, on a synthetic camera frame: the steps behind ``plox-ipl demo``."""
 
+import os
 import time
 
 import numpy as np
 
 from . import (ConversionMode_Classic, ConversionMode_Fast, ConversionMode_HighQuality, Image, ImageConverter,
-               InterpolationAlgorithm_area, PixelFormat, PixelFormatName_BayerRG12p, PixelFormatName_RGB8, Point2D,
-               Size2D, get_numpy)
+               ImageReader, ImageWriter, InterpolationAlgorithm_area, PixelFormat, PixelFormatName_BayerRG12p,
+               PixelFormatName_RGB8, Point2D, Size2D, get_numpy)
 
 
 def chart(width, height):
@@ -48,7 +49,7 @@ def _psnr(a, b):
     return 10 * np.log10(255.0 ** 2 / mse)
 
 
-def run(width=1920, height=1200):
+def run(output="plox-demo", width=1920, height=1200):
     truth = chart(width, height)
     stream = bayer_rg12p(truth)
     frame = Image.CreateFromSizeAndPythonBuffer(PixelFormatName_BayerRG12p, stream, width, height)
@@ -56,13 +57,24 @@ def run(width=1920, height=1200):
           " shared with NumPy, not copied")
     rgb8 = PixelFormat(PixelFormatName_RGB8)
     converter = ImageConverter(frame.PixelFormat(), rgb8, width, height, 2)
+    os.makedirs(output, exist_ok=True)
     rows = []
+    results = {}
     for name, mode in (("Fast", ConversionMode_Fast), ("Classic", ConversionMode_Classic),
                        ("HighQuality", ConversionMode_HighQuality)):
         converter.SetConversionMode(mode)
         image, seconds = _timed(lambda: converter.Convert(frame, rgb8))
+        results[name] = image
         rows.append((f"BayerRG12p -> RGB8 {name}", seconds, width * height,
                      f"PSNR {_psnr(get_numpy(image), truth):.1f} dB against the chart"))
+    image = results["HighQuality"]
+    for ending, write in ((".png", ImageWriter.WriteAsPNG), (".jpg", ImageWriter.WriteAsJPG),
+                          (".bmp", ImageWriter.WriteAsBMP), (".raw", ImageWriter.WriteAsRAW)):
+        path = os.path.join(output, "chart" + ending)
+        _, seconds = _timed(lambda: write(path, image), repeat=2)
+        back = ImageReader.Read(path)
+        rows.append((f"write {path}", seconds, width * height,
+                     f"{os.path.getsize(path)} bytes, read back as {back.PixelFormat().Name()}"))
     crop, seconds = _timed(lambda: image.Crop(Point2D.New(width // 4, height // 4), Size2D.New(width // 2, height // 2)))
     rows.append((f"crop {crop.Width()}x{crop.Height()}", seconds, crop.Width() * crop.Height(),
                  f"get_numpy {get_numpy(crop).shape}"))
@@ -71,3 +83,4 @@ def run(width=1920, height=1200):
                  f"get_numpy_1D {small.get_numpy_1D().shape}, DataView {len(small.DataView())} bytes"))
     for label, seconds, pixels, note in rows:
         print(f"  {label:<32} {seconds * 1e3:7.2f} ms  {pixels / seconds / 1e6:8.1f} Mpix/s  {note}")
+    print(f"Files are in {output}/")
