@@ -34,7 +34,9 @@ std::int32_t get_signed32(const std::uint8_t* at) {
 }
 
 // Bytes per stored row: rows are padded to whole 32-bit words.
-std::uint64_t row_stride(std::uint64_t width, unsigned bits_per_pixel) { return (width * bits_per_pixel + 31) / 32 * 4; }
+std::uint64_t row_stride(std::uint64_t width, unsigned bits_per_pixel) {
+    return (width * bits_per_pixel + 31) / 32 * 4;
+}
 
 // The byte of a 32-bit pixel a mask selects, or -1 for no mask. Only whole-byte masks are read;
 // they are all that 32-bit writers use.
@@ -109,7 +111,8 @@ Encoded encode_bmp(const RasterView& raster) {
         if (channels == 1) {
             std::memcpy(dst, src, width);
         } else if (channels == 3) {
-            for (std::size_t x = 0; x < width; ++x, src += 3, dst += 3) dst[0] = src[2], dst[1] = src[1], dst[2] = src[0];
+            for (std::size_t x = 0; x < width; ++x, src += 3, dst += 3)
+                dst[0] = src[2], dst[1] = src[1], dst[2] = src[0];
         } else {
             for (std::size_t x = 0; x < width; ++x, src += 4, dst += 4)
                 dst[0] = src[2], dst[1] = src[1], dst[2] = src[0], dst[3] = src[3];
@@ -172,17 +175,18 @@ Raster decode_bmp(const std::uint8_t* data, std::size_t size) {
         }
     } else if (bits == 32) {
         std::uint32_t masks[4] = {0x00FF0000, 0x0000FF00, 0x000000FF, 0};
-        // The alpha mask of a V3 and later header counts even without BI_BITFIELDS; the fourth
-        // byte of a plain 32-bit pixel is padding that writers leave as zero.
-        if (header >= 56) masks[3] = get32(info + 52);
+        // The fourth byte of a plain 32-bit pixel is padding, unless a V3 or later header names
+        // it alpha; other masks in such a header mean nothing without BI_BITFIELDS.
+        if (!bitfields && header >= 56 && get32(info + 52) == 0xFF000000) masks[3] = 0xFF000000;
         if (bitfields) {
             unsigned count = header >= 56 ? 4 : 3;
-            if (header == kInfoHeaderSize) {  // the masks follow a 40-byte header
+            if (header == kInfoHeaderSize) {  // the masks follow a 40-byte header, else are inside it
                 count = compression == kBiAlphaBitfields ? 4 : 3;
                 if (tables + 4 * count > size)
-                    fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "BMP colour masks run past the end of the ", size, "-byte file");
+                    fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "BMP colour masks run past the end of the ", size,
+                         "-byte file");
             }
-            for (unsigned i = 0; i < count; ++i) masks[i] = get32(info + 40 + 4 * i);  // in or right after the header
+            for (unsigned i = 0; i < count; ++i) masks[i] = get32(info + 40 + 4 * i);
         }
         red = mask_byte(masks[0], "red", false);
         green = mask_byte(masks[1], "green", false);
@@ -223,7 +227,8 @@ Raster decode_bmp(const std::uint8_t* data, std::size_t size) {
                 }
             }
         } else if (bits == 24) {
-            for (std::size_t x = 0; x < raster.width; ++x, src += 3, dst += 3) dst[0] = src[2], dst[1] = src[1], dst[2] = src[0];
+            for (std::size_t x = 0; x < raster.width; ++x, src += 3, dst += 3)
+                dst[0] = src[2], dst[1] = src[1], dst[2] = src[0];
         } else if (alpha >= 0) {
             for (std::size_t x = 0; x < raster.width; ++x, src += 4, dst += 4)
                 dst[0] = src[red], dst[1] = src[green], dst[2] = src[blue], dst[3] = src[alpha];

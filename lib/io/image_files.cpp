@@ -85,10 +85,14 @@ const PixelFormatInfo& natural_format(const Raster& raster, unsigned& depth) {
 }
 
 std::shared_ptr<Image> image_from_raster(const Raster& raster, const PixelFormatInfo& format, unsigned depth) {
+    const bool bgr = format.family == Family::bgr || format.family == Family::bgra;
+    if (raster.channels == format.channels && !bgr && (raster.bits == 8 || raster.significant_bits == depth)) {
+        // The decoded samples already are the image: take the memory over.
+        return std::make_shared<Image>(format, raster.width, raster.height, raster.pixels);
+    }
     auto image = std::make_shared<Image>(format, raster.width, raster.height, Fill::none);
     const std::size_t pixels = raster.width * raster.height;
     const unsigned out_channels = format.channels;
-    const bool bgr = format.family == Family::bgr || format.family == Family::bgra;
     for (std::size_t i = 0; i < pixels; ++i) {
         for (unsigned c = 0; c < out_channels; ++c) {
             // Source channel of output channel c: grey replicates, BGR reverses, alpha stays last.
