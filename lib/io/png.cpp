@@ -53,7 +53,7 @@ struct Effort {
     int good, lazy, nice, chain;  // deflateTune values, 0 keeps the level's own
 };
 
-// quality -> effort: 0 stores the filtered rows uncompressed (fastest, largest); 1..24 zlib
+// quality -> effort: 0 stores the rows unfiltered and uncompressed (fastest, largest); 1..24 zlib
 // level 1; 25..49 level 3; 50..74 level 5; 75..99 level 6; 100 (the default) level 6 with longer
 // match chains and Z_FILTERED, which beats Pillow's default save in both size and time. Above
 // 100 is refused. All levels but 0 pick the filter per row by the smallest sum of |residuals|.
@@ -183,7 +183,7 @@ void compress_strip(const EncodeJob& job, bool last, Strip& strip) {
 
     std::vector<std::uint8_t> buffer(rows * filtered);
     std::vector<std::uint8_t> scratch(adaptive ? 4 * n : 0);
-    std::vector<std::uint8_t> rows16(wide ? 2 * n : 0), zeros(n, 0);
+    std::vector<std::uint8_t> rows16(wide ? 2 * n : 0), zeros(first == 0 ? n : 0, 0);
     std::uint8_t* current = wide ? rows16.data() : nullptr;
     std::uint8_t* previous = wide ? rows16.data() + n : nullptr;
     const RowSource source(job);
@@ -276,7 +276,6 @@ struct PngWrite {
     int bit_depth, colour_type;
     unsigned significant_bits;  // for sBIT; 0 writes none
     const Piece* pieces;        // the zlib stream in order
-    std::size_t piece_count;
     std::size_t stream_size;
     Sink sink;
     ErrorSlot error;
@@ -348,18 +347,25 @@ extern "C" void source_read(png_structp png, png_bytep out, png_size_t length) {
 // The image as stored, and then as it comes out after our transformations.
 struct Header {
     png_uint_32 width, height;
-    int file_depth, colour_type;
+    int file_depth, colour_type, file_channels;
     bool transparency;
     int channels, bit_depth, passes;
     unsigned sbit;  // significant bits from sBIT for 16-bit output, else 0
     std::size_t row_bytes;
 };
 
-bool read_header(png_structp png, png_infop info, Header* header) {
+bool read_header(png_structp png, png_infop info, Source* source, Header* header) {
     if (setjmp(png_jmpbuf(png))) return false;
+    png_set_read_fn(png, source, source_read);
+    // Our own size checks replace libpng's default million-pixel limits.
+    png_set_user_limits(png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
+    // No colour management: skip gamma, profiles, text and the rest; keep only sBIT of the extras.
+    png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
+    png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_AS_DEFAULT, reinterpret_cast<png_const_bytep>("sBIT"), 1);
     png_read_info(png, info);
     png_get_IHDR(png, info, &header->width, &header->height, &header->file_depth, &header->colour_type, nullptr,
                  nullptr, nullptr);
+    header->file_channels = png_get_channels(png, info);
     header->transparency = png_get_valid(png, info, PNG_INFO_tRNS) != 0;
     return true;
 }
@@ -464,7 +470,6 @@ Encoded encode_png(const RasterView& raster, std::uint32_t quality) {
     write.colour_type = kColourTypes[raster.channels - 1];
     write.significant_bits = raster.bits == 16 ? raster.significant_bits : 0;
     write.pieces = pieces.data();
-    write.piece_count = pieces.size();
     write.stream_size = stream_size;
     write.sink.capacity = stream_size + 12 * (stream_size / kIdatBytes + 1) + 256;
     write.sink.data = static_cast<std::uint8_t*>(std::malloc(write.sink.capacity));
@@ -496,15 +501,8 @@ Raster decode_png(const std::uint8_t* data, std::size_t size) {
     } release{&png, &info};
     if (info == nullptr) throw std::bad_alloc();
 
-    png_set_read_fn(png, &state.source, source_read);
-    // Our own size check below replaces libpng's default million-pixel limits.
-    png_set_user_limits(png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
-    // No colour management: skip gamma, profiles, text and the rest; keep only sBIT of the extras.
-    png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
-    png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_AS_DEFAULT, reinterpret_cast<png_const_bytep>("sBIT"), 1);
-
     Header header{};
-    if (!read_header(png, info, &header))
+    if (!read_header(png, info, &state.source, &header))
         fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "cannot read PNG header: ", state.error.message);
     const bool colour = (header.colour_type & PNG_COLOR_MASK_COLOR) != 0;
     const bool alpha = (header.colour_type & PNG_COLOR_MASK_ALPHA) != 0 || header.transparency;
@@ -513,6 +511,13 @@ Raster decode_png(const std::uint8_t* data, std::size_t size) {
     if (header.height > kMaxRasterBytes / row_bytes)
         fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "PNG of ", header.width, " x ", header.height,
              " pixels is too large to read (more than ", kMaxRasterBytes >> 30, " GiB)");
+    // Deflate packs at most 1032 bytes into one, so a forged size in a short file is caught here,
+    // before libpng and we allocate rows for it.
+    const std::uint64_t file_row_bytes =
+        (std::uint64_t{header.width} * header.file_channels * header.file_depth + 7) / 8 + 1;
+    if (file_row_bytes * header.height > std::uint64_t{1032} * size + 1024)
+        fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "PNG file of ", size, " bytes is too short for ", header.width, " x ",
+             header.height, " pixels: it is truncated or corrupt");
     if (!prepare_rows(png, info, &header))
         fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "cannot read PNG header: ", state.error.message);
     if (header.row_bytes != row_bytes || (header.bit_depth != 8 && header.bit_depth != 16))
