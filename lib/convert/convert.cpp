@@ -34,8 +34,6 @@ struct Plan {
     std::size_t alignment;  // strip boundaries keep packed output bytes within one strip
 };
 
-bool is_float_format(const PixelFormatInfo& f) { return f.is_float; }
-
 DemosaicMethod method_of(std::int32_t mode) {
     return mode == PLOX_IPL_CONVERSION_MODE_HIGH_QUALITY ? DemosaicMethod::gradient_corrected
                                                          : DemosaicMethod::bilinear;
@@ -256,10 +254,11 @@ bool byte_channel_map(const PixelFormatInfo& from, const PixelFormatInfo& to, Ch
 
 // Any one-channel source to Mono8: each value narrowed straight to a byte.
 bool is_fast_mono8_pair(const Plan& plan) {
-    return plan.in_kind == RowKind::gray && !plan.demosaic && !is_float_format(*plan.from) &&
+    return plan.in_kind == RowKind::gray && !plan.demosaic && !plan.from->is_float &&
            plan.to->code == PLOX_IPL_PIXEL_FORMAT_Mono8;
 }
 
+// Float depth maps (one value, or the C of A, B, C) to one-channel images.
 void convert_floats(const Image& source, Image& target) {
     const PixelFormatInfo& from = source.format();
     const PixelFormatInfo& to = target.format();
@@ -268,7 +267,7 @@ void convert_floats(const Image& source, Image& target) {
     const std::size_t stride = from.channels;  // ABC32f: C is the third value
     const std::size_t offset = from.channels - 1;
     for (std::size_t i = 0; i < pixels; ++i) {
-        const float value = from.is_float ? in[i * stride + offset] : 0.0f;
+        const float value = in[i * stride + offset];
         if (to.is_float) {
             reinterpret_cast<float*>(target.data())[i] = value;
             continue;
