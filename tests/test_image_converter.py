@@ -88,3 +88,27 @@ def test_supported_outputs_are_the_convertible_ones():
             with pytest.raises(ipl.ImageFormatNotSupportedException):
                 converter.Convert(image, ipl.PixelFormat(code))
     assert ipl.PixelFormatName_BayerRG8 in outputs and ipl.PixelFormatName_BayerGR8 not in outputs
+
+
+def test_concurrent_python_threads_share_converter_and_pool():
+    import threading
+
+    width, height = 320, 240
+    bayer = ipl.PixelFormat(ipl.PixelFormatName_BayerRG12p)
+    raw = np.random.default_rng(2).integers(0, 256, bayer.CalculateStorageSizeOfPixels(width * height), np.uint8)
+    image = ipl.Image.CreateFromSizeAndPythonBuffer(ipl.PixelFormatName_BayerRG12p, raw, width, height)
+    expected = bytes(image.ConvertTo(RGB8).DataView())
+    converter = ipl.ImageConverter(bayer, RGB8, width, height, 2)
+    failures = []
+
+    def stream():
+        for _ in range(30):
+            if bytes(converter.Convert(image, RGB8).DataView()) != expected:
+                failures.append("differs")
+
+    threads = [threading.Thread(target=stream) for _ in range(4)]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+    assert failures == []
