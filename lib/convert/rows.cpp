@@ -42,7 +42,7 @@ void write_colour(const std::uint16_t* in, std::size_t width, std::size_t channe
 }
 
 void decode_uyvy(const std::uint8_t* in, std::size_t width, std::uint16_t* out) {
-    for (std::size_t x = 0; x + 1 < width + 1; x += 2) {
+    for (std::size_t x = 0; x < width; x += 2) {
         const int u = in[2 * x], y0 = in[2 * x + 1], v = in[2 * x + 2];
         const Rgb8 first = yuv_to_rgb(y0, u, v);
         out[3 * x] = first.r, out[3 * x + 1] = first.g, out[3 * x + 2] = first.b;
