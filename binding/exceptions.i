@@ -1,6 +1,8 @@
 // Every class-layer exception reaches Python as the registered class of the same name.
 
 %{
+#include <cxxabi.h>
+
 // None for a reference parameter is a wrong value, not a wrong type.
 #undef SWIG_NullReferenceError
 #define SWIG_NullReferenceError SWIG_ValueError
@@ -29,6 +31,9 @@ void plox_raise(PyObject* type, const char* what) {
 %exception {
     try {
         $action
+    } catch (abi::__forced_unwind&) {
+        // A thread that Python ends at exit unwinds through here; swallowing that aborts.
+        throw;
     } catch (const plox::ipl::OutOfRangeException& e) {
         plox_raise_registered(SWIGTYPE_p_plox__ipl__OutOfRangeException, e.what());
         SWIG_fail;

@@ -12,17 +12,6 @@ void plox_release_image_reference(PyObject* capsule) {
     PLOX_IPL_Image_Destruct(static_cast<PLOX_IPL_IMAGE_HANDLE>(PyCapsule_GetPointer(capsule, kImageCapsule)));
 }
 
-// Gives a Python buffer back, with the GIL, when the library image over it is gone.
-void plox_release_python_buffer(void* context) {
-    auto* view = static_cast<Py_buffer*>(context);
-    if (Py_IsInitialized()) {
-        PyGILState_STATE state = PyGILState_Ensure();
-        PyBuffer_Release(view);
-        PyGILState_Release(state);
-    }
-    delete view;
-}
-
 // An array over the image's memory (dimensions 0: the whole byte range, no format check). Its
 // base holds a library reference to the image, so the memory outlives the Image wrapper for as
 // long as the array does.
@@ -83,9 +72,10 @@ PyObject* plox_image_array(const plox::ipl::Image& image, const char* method, in
 %import "umb_plox_ipl/image.h"
 %import "umb_plox_ipl/image_converter.h"
 
-%ignore plox::ipl::Image::Image(PLOX_IPL_IMAGE_HANDLE);
+// Images come from factories and results only: no Python constructor, so no way to move an
+// image out from under its wrapper.
+%ignore plox::ipl::Image::Image;
 %ignore plox::ipl::Image::operator=;
-%ignore plox::ipl::Image::Image(plox::ipl::Image &&);
 %ignore plox::ipl::Image::Data;
 
 %thread plox::ipl::Image::Clone;

@@ -6,6 +6,7 @@
 
 %include "runtime.i"
 %include "exceptions.i"
+%include "lifetime.i"
 %include "library.i"
 %include "types.i"
 %include "pixel_format.i"

@@ -260,6 +260,24 @@ def test_depth_and_confidence_maps_for_display():
                                   [[0, 1, 255]])
 
 
+@pytest.mark.parametrize("target, top", [("Mono8", 255), ("Mono16", 65535), ("Coord3D_C16", 65535)])
+@pytest.mark.parametrize("source, channels", [("Coord3D_C32f", 1), ("Coord3D_ABC32f", 3)])
+def test_non_finite_depths_become_zero_or_saturate(source, channels, target, top):
+    depth = np.array([np.nan, np.inf, -np.inf, -np.nan, -3.0, 1e30, 2.5, 3.5], dtype=np.float32)
+    values = np.zeros((1, depth.size, channels), np.float32)
+    values[..., -1] = depth  # the C of A, B, C
+    result = ipl.get_numpy(convert(image_from(values, source, depth.size, 1), target))
+    np.testing.assert_array_equal(result.ravel(), [0, top, 0, 0, 0, top, 2, 4])
+
+
+def test_factor_beyond_the_float_range_gives_infinities():
+    values = np.array([[3e38, -3e38, 1.5, np.nan]], dtype=np.float32)
+    image = image_from(values, "Coord3D_C32f", 4, 1)
+    result = ipl.get_numpy(image.ConvertToWithFactor(fmt("Coord3D_C32f"), 10.0)).ravel()
+    np.testing.assert_array_equal(result[:3], [np.inf, -np.inf, 15.0])
+    assert np.isnan(result[3])
+
+
 @pytest.mark.parametrize("source", ["BayerRG12p", "BayerGB8", "Mono10g40UMB", "RGB8", "RGB10p32", "YUV422_8_UYVY",
                                     "Coord3D_ABC32f", "Confidence16"])
 def test_conversions_write_exactly_the_target_bytes(source):

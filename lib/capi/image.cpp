@@ -45,7 +45,7 @@ PLOX_IPL_RETURN_CODE scale(PLOX_IPL_IMAGE_HANDLE image, size_t width, size_t hei
         out(scaled, "scaled");
         if (into_buffer && buffer == nullptr) fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "buffer must not be null");
         const std::shared_ptr<Image> source = image_of(image);
-        check_scalable(source->format(), interpolation);
+        check_scalable(*source, width, height, interpolation);
         std::shared_ptr<Image> target = output_image(source->format(), width, height, buffer, size);
         scale_into(*source, *target, interpolation);
         publish(std::move(target), scaled);

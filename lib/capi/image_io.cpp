@@ -1,5 +1,6 @@
 #include <umb_plox_ipl/image_io.h>
 
+#include <climits>
 #include <cstring>
 #include <string>
 
@@ -13,6 +14,9 @@ namespace {
 
 std::string path_of(const char* path, size_t length) {
     if (path == nullptr) fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "path must not be null");
+    // Checked before the text is copied: a wrong length would read far past the caller's string.
+    if (length >= PATH_MAX)
+        fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "pathLength ", length, " is not below the path limit ", PATH_MAX);
     std::string text(path, length);
     if (text.empty()) fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "path must not be empty");
     if (text.find('\0') != std::string::npos)

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "../core/settings.h"
+#include "../core/thread_pool.h"
 #include "entry.h"
 
 using namespace plox::ipl::lib;
@@ -46,7 +47,12 @@ PLOX_IPL_RETURN_CODE PLOX_IPL_Library_GetMaxConcurrentThreads(size_t* count) {
 }
 
 PLOX_IPL_RETURN_CODE PLOX_IPL_Library_SetMaxConcurrentThreads(size_t count) {
-    return guarded([&] { Settings::instance().set_max_concurrent_threads(count); });
+    return guarded([&] {
+        Settings& settings = Settings::instance();
+        settings.set_max_concurrent_threads(count);
+        // Fewer threads from now on: the idle workers beyond them leave at once.
+        ThreadPool::instance().limit_workers(settings.effective_thread_count() - 1);
+    });
 }
 
 PLOX_IPL_RETURN_CODE PLOX_IPL_Library_GetMultiThreadingEnabled(uint8_t* enabled) {

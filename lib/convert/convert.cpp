@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <numeric>
 #include <vector>
 
@@ -258,6 +259,14 @@ bool is_fast_mono8_pair(const Plan& plan) {
            plan.to->code == PLOX_IPL_PIXEL_FORMAT_Mono8;
 }
 
+// Beyond the float range a double becomes an infinity of its sign (a plain cast is undefined).
+float to_float_saturated(double value) {
+    constexpr double kMax = std::numeric_limits<float>::max();
+    if (value > kMax) return std::numeric_limits<float>::infinity();
+    if (value < -kMax) return -std::numeric_limits<float>::infinity();
+    return static_cast<float>(value);
+}
+
 // Float depth maps (one value, or the C of A, B, C) to one-channel images.
 void convert_floats(const Image& source, Image& target) {
     const PixelFormatInfo& from = source.format();
@@ -272,9 +281,11 @@ void convert_floats(const Image& source, Image& target) {
             reinterpret_cast<float*>(target.data())[i] = value;
             continue;
         }
-        // Distances keep their unit: rounded and saturated into the integer range.
-        const double clamped = std::clamp(std::nearbyint(static_cast<double>(value)), 0.0,
-                                          static_cast<double>(to.max_value()));
+        // Distances keep their unit: rounded and saturated into the integer range. A sensor
+        // marks "no measurement" with NaN, which becomes 0; infinities saturate.
+        const double clamped = std::isnan(value) ? 0.0
+                                                 : std::clamp(std::nearbyint(static_cast<double>(value)), 0.0,
+                                                              static_cast<double>(to.max_value()));
         if (to.storage_bits == 8) {
             target.data()[i] = static_cast<std::uint8_t>(clamped);
         } else {
@@ -375,7 +386,7 @@ void apply_factor(Image& image, double factor) {
         if (has_alpha && i % 4 == 3) continue;  // alpha is opacity, not brightness
         if (format.is_float) {
             auto* values = reinterpret_cast<float*>(image.data());
-            values[i] = static_cast<float>(values[i] * factor);
+            values[i] = to_float_saturated(values[i] * factor);
             continue;
         }
         if (format.storage_bits == 8) {

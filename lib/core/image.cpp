@@ -1,5 +1,7 @@
 #include "image.h"
 
+#include <limits>
+
 #include "error.h"
 
 namespace plox::ipl::lib {
@@ -28,6 +30,11 @@ Image::Image(const PixelFormatInfo& format, std::size_t width, std::size_t heigh
       owner_(std::move(owner)),
       data_(data) {
     if (data == nullptr) fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "image buffer must not be null");
+    // An address range that runs past the end of the address space is no memory at all.
+    const auto address = reinterpret_cast<std::uintptr_t>(data);
+    if (capacity > std::numeric_limits<std::uintptr_t>::max() - address + 1)
+        fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "buffer of ", capacity, " bytes at address ",
+             static_cast<const void*>(data), " runs past the end of the address space");
     if (capacity < byte_count_)
         fail(PLOX_IPL_RETURN_CODE_BUFFER_TOO_SMALL, "buffer of ", capacity, " bytes is smaller than the ",
              byte_count_, " bytes of a ", width, "x", height, " ", format.name, " image");

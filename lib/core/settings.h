@@ -21,8 +21,15 @@ public:
     bool simd_enabled() const noexcept { return simd_.load(std::memory_order_relaxed); }
     void set_simd_enabled(bool enabled) noexcept { simd_.store(enabled, std::memory_order_relaxed); }
 
-    // The number of threads a parallel operation may use right now.
+    // The number of threads a parallel operation may use right now: the setting (0: one per
+    // core), never more than thread_limit().
     std::size_t effective_thread_count() const noexcept;
+
+    // More threads than a few per core only add switching; a huge setting must not mean a huge
+    // number of threads.
+    static constexpr std::size_t kThreadsPerCoreLimit = 4;
+    static std::size_t core_count() noexcept;
+    static std::size_t thread_limit() noexcept { return kThreadsPerCoreLimit * core_count(); }
 
 private:
     std::atomic<std::size_t> max_threads_{0};

@@ -1,12 +1,36 @@
 #include "thread_pool.h"
 
 #include <algorithm>
-#include <atomic>
+#include <chrono>
 #include <exception>
+#include <system_error>
+#include <thread>
 
 #include "settings.h"
 
 namespace plox::ipl::lib {
+
+namespace {
+
+// A worker stays awake this long after its last piece, for the next strip job of a burst; a
+// camera application pays it on every frame, so it is kept short.
+constexpr auto kWorkerSpin = std::chrono::microseconds(40);
+// A caller waits this long for the last pieces of its job before it sleeps on them.
+constexpr auto kCallerSpin = std::chrono::microseconds(200);
+
+template <class Done>
+bool spin_until(Done done, std::chrono::microseconds limit) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    for (;;) {
+        for (int i = 0; i < 64; ++i) {
+            if (done()) return true;
+            std::this_thread::yield();
+        }
+        if (std::chrono::steady_clock::now() >= deadline) return done();
+    }
+}
+
+}  // namespace
 
 struct ThreadPool::Job {
     std::size_t count;
@@ -35,34 +59,47 @@ struct ThreadPool::Job {
 };
 
 ThreadPool& ThreadPool::instance() {
-    static ThreadPool pool;
-    return pool;
+    static ThreadPool* pool = new ThreadPool();
+    return *pool;
 }
 
-ThreadPool::~ThreadPool() {
+void ThreadPool::start_workers(std::size_t count) {
+    // Called with mutex_ held. Workers are detached: the pool outlives them all.
+    while (workers_ < count) {
+        try {
+            std::thread([this] { work(); }).detach();
+        } catch (const std::system_error&) {
+            return;  // the system refuses more threads: the callers do the work themselves
+        }
+        ++workers_;
+    }
+}
+
+void ThreadPool::limit_workers(std::size_t workers) {
     {
         std::lock_guard lock(mutex_);
-        stopping_ = true;
+        wanted_ = workers;
+        if (workers_ <= wanted_) return;
     }
     wake_.notify_all();
-    for (std::thread& worker : workers_) worker.join();
 }
 
-void ThreadPool::ensure_workers(std::size_t count) {
-    // Called with mutex_ held. Workers are only ever added: a smaller setting uses fewer tickets.
-    while (workers_.size() < count) workers_.emplace_back([this] { work(); });
+std::size_t ThreadPool::worker_count() {
+    std::lock_guard lock(mutex_);
+    return workers_;
 }
 
 void ThreadPool::work() {
     for (;;) {
+        spin_until([this] { return pending_.load(std::memory_order_relaxed) != 0; }, kWorkerSpin);
         std::shared_ptr<Job> job;
-        // Frames come in bursts of strips: stay awake a moment for the next job.
-        for (int spin = 0; spin < 2000 && pending_.load(std::memory_order_relaxed) == 0; ++spin)
-            std::this_thread::yield();
         {
             std::unique_lock lock(mutex_);
-            wake_.wait(lock, [this] { return stopping_ || !tickets_.empty(); });
-            if (stopping_) return;
+            wake_.wait(lock, [this] { return !tickets_.empty() || workers_ > wanted_; });
+            if (tickets_.empty()) {
+                --workers_;
+                return;
+            }
             job = std::move(tickets_.front());
             tickets_.pop_front();
             pending_.fetch_sub(1, std::memory_order_relaxed);
@@ -77,22 +114,23 @@ void ThreadPool::parallel_for(std::size_t count, std::size_t threads,
     auto job = std::make_shared<Job>();
     job->count = count;
     job->body = &body;
+    threads = std::max<std::size_t>(threads, 1);
     const std::size_t helpers = std::min(threads, count) - 1;
-    if (helpers > 0) {
-        {
-            std::lock_guard lock(mutex_);
-            ensure_workers(helpers);
-            for (std::size_t i = 0; i < helpers; ++i) tickets_.push_back(job);
-            pending_.fetch_add(helpers, std::memory_order_relaxed);
-        }
-        wake_.notify_all();
+    bool retire = false;
+    {
+        std::lock_guard lock(mutex_);
+        wanted_ = threads - 1;
+        retire = workers_ > wanted_;
+        start_workers(helpers);
+        for (std::size_t i = 0; i < helpers; ++i) tickets_.push_back(job);
+        pending_.fetch_add(helpers, std::memory_order_relaxed);
     }
+    if (helpers > 0 || retire) wake_.notify_all();
     job->run();
-    // The last pieces are usually moments from done: spin briefly before sleeping on them.
-    for (int spin = 0; spin < 20000 && job->finished.load() != count; ++spin) std::this_thread::yield();
-    if (job->finished.load() != count) {
+    const auto finished = [&] { return job->finished.load() == count; };
+    if (!spin_until(finished, kCallerSpin)) {
         std::unique_lock lock(job->mutex);
-        job->done.wait(lock, [&] { return job->finished.load() == count; });
+        job->done.wait(lock, finished);
     }
     // Tickets still queued find no pieces left; they only keep the job alive until popped.
     if (job->error) std::rethrow_exception(job->error);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <tuple>
 
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
@@ -43,19 +44,25 @@ void clamp_to_significant_bits(Image& image) {
 
 }  // namespace
 
-void check_scalable(const PixelFormatInfo& format, std::int32_t interpolation) {
+void check_scalable(const Image& source, std::size_t width, std::size_t height, std::int32_t interpolation) {
+    const PixelFormatInfo& format = source.format();
     if (interpolation < cv::INTER_NEAREST || interpolation > cv::INTER_NEAREST_EXACT)
         fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "interpolation algorithm ", interpolation, " is unknown");
     if (format.is_bayer() || format.is_packed() || format.is_yuv())
         fail(PLOX_IPL_RETURN_CODE_IMAGE_FORMAT_NOT_SUPPORTED, "scaling ", format.name,
              " is not supported: convert Bayer, packed and YUV images to a plain format first");
+    // OpenCV indexes sides and rows with int: a longer row would be addressed wrongly.
+    const std::size_t bytes_per_pixel = format.storage_bits / 8 * format.channels;
+    for (const auto& [w, h, what] : {std::tuple{source.width(), source.height(), "source"},
+                                     std::tuple{width, height, "target"}}) {
+        if (h > INT32_MAX || w > INT32_MAX / bytes_per_pixel)
+            fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "scaling ", what, " size ", w, "x", h, " of ", format.name,
+                 " is too large: OpenCV addresses up to ", INT32_MAX, " rows of up to ", INT32_MAX, " bytes");
+    }
 }
 
 void scale_into(const Image& source, Image& target, std::int32_t interpolation) {
-    check_scalable(source.format(), interpolation);
-    if (source.width() > INT32_MAX || source.height() > INT32_MAX || target.width() > INT32_MAX ||
-        target.height() > INT32_MAX)
-        fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "scaling supports sides up to ", INT32_MAX, " pixels");
+    check_scalable(source, target.width(), target.height(), interpolation);
     follow_thread_setting();
     cv::Mat output = as_mat(target);
     try {

@@ -25,6 +25,10 @@ def get_numpy(image):
         raise _LibraryException(f"get_numpy() does not support packed pixel formats like {fmt.Name()}")
     if fmt.IsYUV():
         if storage == 12:
+            # The chroma plane has half the rows and columns: odd sides have no such layout.
+            if width % 2 or height % 2:
+                raise _LibraryException(
+                    f"get_numpy() needs even sides for {fmt.Name()}, not {width}x{height}")
             return image.get_numpy_1D()[: width * height * 3 // 2].reshape(height * 3 // 2, width)
         return image.get_numpy_3D()
     if fmt.PixelFormatName() in (PixelFormatName_RGB10p32, PixelFormatName_BGR10p32):

@@ -88,3 +88,34 @@ TEST(ClassLayer, SettingsRoundTrip) {
                                                  std::to_string(UMB_PLOX_IPL_VERSION_MINOR) + "." +
                                                  std::to_string(UMB_PLOX_IPL_VERSION_SUBMINOR));
 }
+
+// A length that is no string's length must be refused before a byte of it is read.
+TEST(PathArguments, ImpossibleLengthsAreInvalidArguments) {
+    const char path[] = "out.png";
+    PLOX_IPL_IMAGE_HANDLE image = nullptr;
+    ASSERT_EQ(PLOX_IPL_Image_Construct(PLOX_IPL_PIXEL_FORMAT_Mono8, 4, 4, &image), PLOX_IPL_RETURN_CODE_SUCCESS);
+    for (const size_t length : {SIZE_MAX, SIZE_MAX / 2, size_t{1} << 40, size_t{100000}}) {
+        PLOX_IPL_IMAGE_HANDLE read = nullptr;
+        EXPECT_EQ(PLOX_IPL_ImageReader_Read(path, length, &read), PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT);
+        EXPECT_EQ(PLOX_IPL_ImageWriter_Write(image, path, length), PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT);
+        std::int32_t code = 0;
+        EXPECT_NE(LastErrorText(&code).find(std::to_string(length)), std::string::npos);
+    }
+    EXPECT_EQ(PLOX_IPL_Image_Destruct(image), PLOX_IPL_RETURN_CODE_SUCCESS);
+}
+
+TEST(BufferArguments, RangesThatWrapAreInvalidArguments) {
+    std::uint8_t memory[64] = {};
+    PLOX_IPL_IMAGE_HANDLE image = nullptr;
+    EXPECT_EQ(PLOX_IPL_Image_ConstructFromBuffer(PLOX_IPL_PIXEL_FORMAT_Mono8, memory, UINT64_MAX, 8, 8, &image),
+              PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT);
+    auto* last_page = reinterpret_cast<std::uint8_t*>(UINTPTR_MAX - 31);
+    EXPECT_EQ(PLOX_IPL_Image_ConstructFromBuffer(PLOX_IPL_PIXEL_FORMAT_Mono8, last_page, 64, 8, 8, &image),
+              PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT);
+    EXPECT_EQ(PLOX_IPL_Image_ConstructFromBuffer(PLOX_IPL_PIXEL_FORMAT_Mono8, nullptr, 64, 8, 8, &image),
+              PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT);
+    EXPECT_EQ(image, nullptr);
+    EXPECT_EQ(PLOX_IPL_Image_ConstructFromBuffer(PLOX_IPL_PIXEL_FORMAT_Mono8, memory, sizeof(memory), 8, 8, &image),
+              PLOX_IPL_RETURN_CODE_SUCCESS);
+    EXPECT_EQ(PLOX_IPL_Image_Destruct(image), PLOX_IPL_RETURN_CODE_SUCCESS);
+}
