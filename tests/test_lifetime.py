@@ -167,29 +167,33 @@ def test_copy_of_converter_shares_it_and_leaves_the_source_usable():
 
 
 EXIT_WITH_THREADS_INSIDE = textwrap.dedent("""
-    import threading, time
+    import os, sys, threading, time
     import umb_plox_ipl as ipl
 
-    image = ipl.Image.CreateFromSize(ipl.PixelFormatName_BayerRG8, 1920, 1200)
+    bayer = ipl.Image.CreateFromSize(ipl.PixelFormatName_BayerRG8, 1920, 1200)
     rgb = ipl.PixelFormat(ipl.PixelFormatName_RGB8)
+    colour = bayer.ConvertTo(rgb)
+    work = [
+        lambda: bayer.ConvertTo(rgb, bytearray(1920 * 1200 * 3)),
+        lambda: bayer.ConvertTo(rgb, ipl.ConversionMode_HighQuality),
+        lambda: colour.Scale(ipl.Size2D.New(960, 600)),
+        lambda: ipl.ImageWriter.Write(os.path.join(sys.argv[1], "frame.png"), colour),
+    ]
 
-    def convert(into_buffer):
+    def loop(task):
         while True:
-            if into_buffer:
-                image.ConvertTo(rgb, bytearray(1920 * 1200 * 3))
-            else:
-                image.ConvertTo(rgb, ipl.ConversionMode_HighQuality)
+            task()
 
-    for index in range(4):
-        threading.Thread(target=convert, args=(index % 2 == 0,), daemon=True).start()
+    for task in work:
+        threading.Thread(target=loop, args=(task,), daemon=True).start()
     time.sleep(0.3)
     print("leaving")
 """)
 
 
-def test_exit_with_daemon_threads_inside_the_library():
+def test_exit_with_daemon_threads_inside_the_library(tmp_path):
     for _ in range(3):
-        done = subprocess.run([sys.executable, "-c", EXIT_WITH_THREADS_INSIDE], capture_output=True, text=True,
-                              timeout=60)
+        done = subprocess.run([sys.executable, "-c", EXIT_WITH_THREADS_INSIDE, str(tmp_path)], capture_output=True,
+                              text=True, timeout=60)
         assert (done.returncode, done.stdout.strip()) == (0, "leaving"), done.stderr[-2000:]
         assert "FATAL" not in done.stderr
