@@ -199,11 +199,9 @@ Raster decode_bmp(const std::uint8_t* data, std::size_t size) {
     raster.height = static_cast<std::size_t>(h);
     raster.channels = grey ? 1 : alpha >= 0 ? 4 : 3;
     const std::uint64_t bytes = w * h * raster.channels;
-    if (bytes > kMaxRasterBytes)
-        fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "BMP image of ", w, "x", h, "x", raster.channels, " needs ", bytes,
-             " bytes, more than the limit of ", kMaxRasterBytes);
-    // Safe from overflow: the limit above bounds w * h to 2^32.
     const std::uint64_t stride = row_stride(w, bits);
+    check_claim("BMP", w, h, saturated_product(stride, h), bytes, size);
+    // Safe from overflow: the claim check bounds stride * h by the file size.
     if (offset < kFileHeaderSize + header || offset + stride * h > size)
         fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "BMP pixels of ", w, "x", h, " at ", bits, " bits need ", stride * h,
              " bytes from offset ", offset, ", but the file has ", size, " bytes and its headers take ",

@@ -15,7 +15,7 @@ Encoded encode_bmp(const RasterView& raster);
 // names an alpha mask (BI_BITFIELDS/BI_ALPHABITFIELDS masks, or a V3/V4/V5 header), else RGB:
 // the fourth byte of a plain 32-bit pixel is padding. Compressed (RLE, JPEG, PNG), 16-bit and
 // OS/2 files throw Error with PLOX_IPL_RETURN_CODE_IMAGE_FORMAT_NOT_SUPPORTED; corrupt or
-// truncated data, or a picture above kMaxRasterBytes, throws Error with
+// truncated data, or a size the file cannot hold (check_claim), throws Error with
 // PLOX_IPL_RETURN_CODE_IO_ERROR.
 Raster decode_bmp(const std::uint8_t* data, std::size_t size);
 

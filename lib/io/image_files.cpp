@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
+#include <optional>
 
 #include "../convert/convert.h"
 #include "../core/error.h"
@@ -68,9 +69,12 @@ RasterView view_of(const Image& image) {
     return RasterView{image.data(), image.width(), image.height(), f.channels, f.storage_bits, f.significant_bits};
 }
 
-// Replicates the high bits into the low ones, so that the maximum stays the maximum.
+// A value of `bits` bits (1 to 16) as 16 bits, its bits repeated downwards so that the maximum
+// stays the maximum.
 std::uint16_t widen_to_16(std::uint16_t value, unsigned bits) {
-    return bits >= 16 ? value : static_cast<std::uint16_t>(value << (16 - bits) | value >> (2 * bits - 16));
+    unsigned wide = unsigned{value} << (16 - bits);
+    for (unsigned filled = bits; filled < 16; filled *= 2) wide |= wide >> filled;
+    return static_cast<std::uint16_t>(wide);
 }
 
 const PixelFormatInfo& natural_format(const Raster& raster, unsigned& depth) {
@@ -125,6 +129,23 @@ Content sniff(const std::uint8_t* data, std::size_t size) {
     return Content::unknown;
 }
 
+// ".png" of "a/b.png", "" of "a.b/c".
+std::string ending_of(const std::string& path) {
+    const std::size_t dot = path.find_last_of('.');
+    const std::size_t slash = path.find_last_of('/');
+    return dot == std::string::npos || (slash != std::string::npos && dot < slash) ? "" : path.substr(dot);
+}
+
+std::optional<FileType> type_of_ending(const std::string& path) {
+    std::string ending = ending_of(path);
+    std::transform(ending.begin(), ending.end(), ending.begin(), [](unsigned char c) { return std::tolower(c); });
+    if (ending == ".png") return FileType::png;
+    if (ending == ".jpg" || ending == ".jpeg") return FileType::jpeg;
+    if (ending == ".bmp") return FileType::bmp;
+    if (ending == ".raw") return FileType::raw;
+    return std::nullopt;
+}
+
 Raster decode(const Encoded& file, Content content, const std::string& path) {
     try {
         switch (content) {
@@ -136,6 +157,10 @@ Raster decode(const Encoded& file, Content content, const std::string& path) {
     } catch (const Error& e) {
         fail(e.code(), "'", path, "': ", e.what());
     }
+    // A file whose name says it is one of ours but whose first bytes match none is damaged.
+    if (const std::optional<FileType> named = type_of_ending(path))
+        fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "'", path, "' is damaged: it does not begin as a ", type_name(*named),
+             " file does");
     fail(PLOX_IPL_RETURN_CODE_IMAGE_FORMAT_NOT_SUPPORTED, "'", path, "' is not a PNG, JPEG, BMP or raw image file");
 }
 
@@ -147,19 +172,13 @@ std::shared_ptr<Image> image_from_raw(const Encoded& file, const std::string& pa
             fail(e.code(), "'", path, "': ", e.what());
         }
     }();
-    const PixelFormatInfo* stored = find_pixel_format(raw.pixel_format);
-    if (stored == nullptr)
-        fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "'", path, "': damaged raw file: unknown pixel format ", raw.pixel_format);
-    const PixelFormatInfo& format = wanted != nullptr ? *wanted : *stored;
+    const PixelFormatInfo& format = wanted != nullptr ? *wanted : *raw.format;
+    // The header and the bytes agree, so this is only about the wanted format.
     const std::size_t needed = Image::byte_count(format, raw.width, raw.height);
-    if (needed != raw.payload_size) {
-        if (wanted == nullptr || needed > raw.payload_size)
-            fail(wanted == nullptr ? PLOX_IPL_RETURN_CODE_IO_ERROR : PLOX_IPL_RETURN_CODE_FORMAT_INTERPRETATION_ERROR,
-                 "'", path, "' holds ", raw.payload_size, " image bytes, a ", raw.width, "x", raw.height, " ",
-                 format.name, " image needs ", needed);
-        if (stored->storage_size(std::uint64_t{raw.width} * raw.height) != raw.payload_size)
-            fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "'", path, "': damaged raw file");
-    }
+    if (needed != raw.payload_size)
+        fail(PLOX_IPL_RETURN_CODE_FORMAT_INTERPRETATION_ERROR, "'", path, "' holds a ", raw.width, "x", raw.height,
+             " ", raw.format->name, " image of ", raw.payload_size, " bytes; as ", format.name, " it would need ",
+             needed);
     auto image = std::make_shared<Image>(format, raw.width, raw.height, Fill::none);
     std::memcpy(image->data(), raw.payload, needed);
     image->set_timestamp(raw.timestamp);
@@ -169,16 +188,8 @@ std::shared_ptr<Image> image_from_raw(const Encoded& file, const std::string& pa
 }  // namespace
 
 FileType file_type_of_path(const std::string& path) {
-    const std::size_t dot = path.find_last_of('.');
-    const std::size_t slash = path.find_last_of('/');
-    std::string ending = dot == std::string::npos || (slash != std::string::npos && dot < slash) ? "" : path.substr(dot);
-    std::string lower = ending;
-    std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return std::tolower(c); });
-    if (lower == ".png") return FileType::png;
-    if (lower == ".jpg" || lower == ".jpeg") return FileType::jpeg;
-    if (lower == ".bmp") return FileType::bmp;
-    if (lower == ".raw") return FileType::raw;
-    fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "file ending '", ending, "' of '", path,
+    if (const std::optional<FileType> type = type_of_ending(path)) return *type;
+    fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "file ending '", ending_of(path), "' of '", path,
          "' is not one of .png, .jpg, .jpeg, .bmp, .raw");
 }
 

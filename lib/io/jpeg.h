@@ -14,9 +14,10 @@ Encoded encode_jpeg(const RasterView& raster, std::uint32_t quality);
 
 // Grey JPEGs as 1 channel, colour JPEGs as RGB. Corrupt or truncated data throws Error with
 // PLOX_IPL_RETURN_CODE_IO_ERROR, including streams libjpeg-turbo would finish with only a
-// warning (a cut-off file decodes with grey rows in place of the missing ones). Pictures above
-// kMaxRasterBytes throw IO_ERROR before any pixel memory is taken; CMYK JPEGs throw
-// PLOX_IPL_RETURN_CODE_IMAGE_FORMAT_NOT_SUPPORTED.
+// warning (a cut-off file decodes with grey rows in place of the missing ones) and files that
+// stop before their end marker or before their scans complete every coefficient. A size the
+// file cannot hold (check_claim) throws IO_ERROR before any pixel memory is taken; CMYK JPEGs
+// throw PLOX_IPL_RETURN_CODE_IMAGE_FORMAT_NOT_SUPPORTED.
 Raster decode_jpeg(const std::uint8_t* data, std::size_t size);
 
 }  // namespace plox::ipl::lib

@@ -508,16 +508,12 @@ Raster decode_png(const std::uint8_t* data, std::size_t size) {
     const bool alpha = (header.colour_type & PNG_COLOR_MASK_ALPHA) != 0 || header.transparency;
     const std::uint64_t sample_bytes = header.file_depth == 16 ? 2 : 1;
     const std::uint64_t row_bytes = std::uint64_t{header.width} * ((colour ? 3 : 1) + (alpha ? 1 : 0)) * sample_bytes;
-    if (header.height > kMaxRasterBytes / row_bytes)
-        fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "PNG of ", header.width, " x ", header.height,
-             " pixels is too large to read (more than ", kMaxRasterBytes >> 30, " GiB)");
-    // Deflate packs at most 1032 bytes into one, so a forged size in a short file is caught here,
-    // before libpng and we allocate rows for it.
+    // The rows as deflate sees them, with their filter bytes; caught here, before libpng and we
+    // allocate rows for a forged size.
     const std::uint64_t file_row_bytes =
         (std::uint64_t{header.width} * header.file_channels * header.file_depth + 7) / 8 + 1;
-    if (file_row_bytes * header.height > std::uint64_t{1032} * size + 1024)
-        fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "PNG file of ", size, " bytes is too short for ", header.width, " x ",
-             header.height, " pixels: it is truncated or corrupt");
+    check_claim("PNG", header.width, header.height, saturated_product(file_row_bytes, header.height),
+                saturated_product(row_bytes, header.height), size);
     if (!prepare_rows(png, info, &header))
         fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "cannot read PNG header: ", state.error.message);
     if (header.row_bytes != row_bytes || (header.bit_depth != 8 && header.bit_depth != 16))

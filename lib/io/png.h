@@ -15,8 +15,9 @@ namespace plox::ipl::lib {
 Encoded encode_png(const RasterView& raster, std::uint32_t quality);
 
 // Grey, grey + alpha, RGB, RGBA and palette PNGs of 1 to 16 bits per sample. Palette images
-// come back as RGB (RGBA with transparency), sub-byte grey as 8-bit. Corrupt or truncated data
-// throws Error with PLOX_IPL_RETURN_CODE_IO_ERROR and a text saying what is wrong.
+// come back as RGB (RGBA with transparency), sub-byte grey as 8-bit. Corrupt or truncated data,
+// or a size the file cannot hold (check_claim), throws Error with PLOX_IPL_RETURN_CODE_IO_ERROR
+// and a text saying what is wrong.
 Raster decode_png(const std::uint8_t* data, std::size_t size);
 
 }  // namespace plox::ipl::lib

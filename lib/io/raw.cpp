@@ -1,6 +1,7 @@
 #include "raw.h"
 
 #include <cstring>
+#include <string>
 
 #include "../core/error.h"
 
@@ -42,15 +43,35 @@ Encoded encode_raw(const Image& image) {
 }
 
 RawFile parse_raw(const std::uint8_t* data, std::size_t size) {
-    if (size < kRawHeaderSize || !is_raw_file(data, size))
-        fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "damaged raw file: its ", size < kRawHeaderSize ? "header is cut short" : "magic is wrong");
+    if (size < kRawHeaderSize)
+        fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "damaged raw file: its header is cut short at ", size, " bytes");
+    if (!is_raw_file(data, size))
+        fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "damaged raw file: it does not begin with PLOXRAW1");
     RawFile raw{};
     raw.width = static_cast<std::uint32_t>(get(data + 8, 4));
     raw.height = static_cast<std::uint32_t>(get(data + 12, 4));
-    raw.pixel_format = static_cast<std::uint32_t>(get(data + 16, 4));
+    const auto code = static_cast<std::uint32_t>(get(data + 16, 4));
+    const auto reserved = static_cast<std::uint32_t>(get(data + 20, 4));
     raw.timestamp = get(data + 24, 8);
     raw.payload = data + kRawHeaderSize;
     raw.payload_size = size - kRawHeaderSize;
+    if (reserved != 0)
+        fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "damaged raw file: header bytes 20-23 hold ", reserved, ", not zero");
+    raw.format = find_pixel_format(code);
+    if (raw.format == nullptr) fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "damaged raw file: unknown pixel format ", code);
+    if (raw.format->is_packed())
+        fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "damaged raw file: it names the packed format ", raw.format->name,
+             ", which raw files do not hold");
+    const std::uint64_t pixels = std::uint64_t{raw.width} * raw.height;
+    if (pixels == 0)
+        fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "damaged raw file: its size ", raw.width, "x", raw.height,
+             " has no pixels");
+    // Unpacked pixels take a byte or more each: compared first, the byte count cannot overflow.
+    const bool countable = pixels <= raw.payload_size;
+    if (!countable || raw.format->storage_size(pixels) != raw.payload_size)
+        fail(PLOX_IPL_RETURN_CODE_IO_ERROR, "damaged raw file: it holds ", raw.payload_size, " image bytes, a ",
+             raw.width, "x", raw.height, " ", raw.format->name, " image needs ",
+             countable ? concat(raw.format->storage_size(pixels)) : std::string("more"));
     return raw;
 }
 

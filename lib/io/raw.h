@@ -26,13 +26,14 @@ Encoded encode_raw(const Image& image);
 struct RawFile {
     std::uint32_t width;
     std::uint32_t height;
-    std::uint32_t pixel_format;
+    const PixelFormatInfo* format;
     std::uint64_t timestamp;
     const std::uint8_t* payload;
     std::size_t payload_size;
 };
 
-// Checks the header; IO_ERROR for a damaged one.
+// Checks the header against the file: IO_ERROR naming what is damaged when the magic, the zero
+// bytes, the pixel format (unknown or packed), the size or the image byte count is wrong.
 RawFile parse_raw(const std::uint8_t* data, std::size_t size);
 
 }  // namespace plox::ipl::lib
