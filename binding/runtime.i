@@ -10,10 +10,13 @@
 #include <numpy/arrayobject.h>
 
 #include "ipl/Exception.h"
+#include "ipl/Binning.h"
+#include "ipl/Decimation.h"
 #include "ipl/Histogram.h"
 #include "ipl/Image.h"
 #include "ipl/ImageConverter.h"
 #include "ipl/ImageReader.h"
+#include "ipl/ImageTransformer.h"
 #include "ipl/ImageWriter.h"
 #include "ipl/Library.h"
 #include "ipl/PixelFormat.h"

@@ -2,10 +2,15 @@
 #ifndef UMB_PLOX_IPL_H
 #define UMB_PLOX_IPL_H
 
+#include "binning.h"
+#include "decimation.h"
+#include "histogram.h"
 #include "image.h"
 #include "image_converter.h"
 #include "image_io.h"
+#include "image_transformer.h"
 #include "library.h"
 #include "pixel_format.h"
+#include "pixel_line.h"
 
 #endif

@@ -5,6 +5,7 @@
 #include "../convert/convert.h"
 #include "../core/image.h"
 #include "../process/crop.h"
+#include "../process/output.h"
 #include "../process/scale.h"
 #include "entry.h"
 #include "handles.h"
@@ -15,12 +16,8 @@ namespace {
 
 std::shared_ptr<Image> image_of(PLOX_IPL_IMAGE_HANDLE handle) { return object_of<Image>(handle, "image"); }
 
-// The image that a conversion or scaling writes into: fresh memory, or the caller's buffer,
-// checked before anything is written.
-std::shared_ptr<Image> output_image(const PixelFormatInfo& format, std::size_t width, std::size_t height,
-                                    std::uint8_t* buffer, std::uint64_t buffer_size) {
-    if (buffer == nullptr) return std::make_shared<Image>(format, width, height, Fill::none);
-    return std::make_shared<Image>(format, width, height, buffer, buffer_size);
+Destination destination(std::uint8_t* buffer, std::uint64_t size, bool into_buffer) {
+    return into_buffer ? Destination::caller(buffer, size) : Destination::fresh();
 }
 
 PLOX_IPL_RETURN_CODE convert(PLOX_IPL_IMAGE_HANDLE image, uint32_t name, std::uint8_t* buffer, uint64_t size,
@@ -32,7 +29,8 @@ PLOX_IPL_RETURN_CODE convert(PLOX_IPL_IMAGE_HANDLE image, uint32_t name, std::ui
         const std::shared_ptr<Image> source = image_of(image);
         const PixelFormatInfo& target_format = pixel_format(name);
         check_conversion(source->format(), target_format, source->width(), source->height(), mode);
-        std::shared_ptr<Image> target = output_image(target_format, source->width(), source->height(), buffer, size);
+        std::shared_ptr<Image> target =
+            destination(buffer, size, into_buffer).make(target_format, source->width(), source->height());
         convert_into(*source, *target, mode);
         if (with_factor) apply_factor(*target, factor);
         publish(std::move(target), converted);
@@ -46,7 +44,7 @@ PLOX_IPL_RETURN_CODE scale(PLOX_IPL_IMAGE_HANDLE image, size_t width, size_t hei
         if (into_buffer && buffer == nullptr) fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "buffer must not be null");
         const std::shared_ptr<Image> source = image_of(image);
         check_scalable(*source, width, height, interpolation);
-        std::shared_ptr<Image> target = output_image(source->format(), width, height, buffer, size);
+        std::shared_ptr<Image> target = destination(buffer, size, into_buffer).make(source->format(), width, height);
         scale_into(*source, *target, interpolation);
         publish(std::move(target), scaled);
     });

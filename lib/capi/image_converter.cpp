@@ -6,39 +6,31 @@
 #include "../convert/converter.h"
 #include "entry.h"
 #include "handles.h"
+#include "object_entries.h"
 
 using namespace plox::ipl::lib;
 
 namespace {
 
-std::shared_ptr<Converter> converter_of(PLOX_IPL_IMAGE_CONVERTER_HANDLE handle) {
-    return object_of<Converter>(handle, "image converter");
-}
+constexpr ObjectEntries<Converter, PLOX_IPL_IMAGE_CONVERTER_HANDLE> kConverter("image converter");
+
+std::shared_ptr<Converter> converter_of(PLOX_IPL_IMAGE_CONVERTER_HANDLE handle) { return kConverter.object(handle); }
 
 }  // namespace
 
 extern "C" {
 
 PLOX_IPL_RETURN_CODE PLOX_IPL_ImageConverter_Construct(PLOX_IPL_IMAGE_CONVERTER_HANDLE* converter) {
-    return guarded([&] {
-        out(converter, "converter");
-        publish(std::make_shared<Converter>(), converter);
-    });
+    return kConverter.construct(converter, "converter");
 }
 
 PLOX_IPL_RETURN_CODE PLOX_IPL_ImageConverter_Destruct(PLOX_IPL_IMAGE_CONVERTER_HANDLE converter) {
-    return guarded([&] {
-        converter_of(converter);
-        HandleRegistry::instance().remove(converter);
-    });
+    return kConverter.destruct(converter);
 }
 
 PLOX_IPL_RETURN_CODE PLOX_IPL_ImageConverter_AcquireReference(PLOX_IPL_IMAGE_CONVERTER_HANDLE converter,
                                                               PLOX_IPL_IMAGE_CONVERTER_HANDLE* reference) {
-    return guarded([&] {
-        out(reference, "reference");
-        publish(converter_of(converter), reference);
-    });
+    return kConverter.clone(converter, reference, "reference");
 }
 
 PLOX_IPL_RETURN_CODE PLOX_IPL_ImageConverter_GetConversionMode(PLOX_IPL_IMAGE_CONVERTER_HANDLE converter,

@@ -13,8 +13,15 @@
 namespace plox::ipl::lib {
 namespace byte_channels_detail {
 
+// out channel c of each pixel = in channel source[c], or 255 where source[c] < 0.
+struct ByteShuffle {
+    int in_channels;
+    int out_channels;
+    int source[4];
+};
+
 inline void map_scalar(const std::uint8_t* in, std::uint8_t* out, std::size_t first, std::size_t pixels,
-                       const ChannelMap& map) {
+                       const ByteShuffle& map) {
     for (std::size_t x = first; x < pixels; ++x) {
         const std::uint8_t* p = in + x * map.in_channels;
         std::uint8_t* q = out + x * map.out_channels;
@@ -33,7 +40,7 @@ namespace HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 
 template <int In, int Out>
-void MapBlocks(const std::uint8_t* in, std::uint8_t* out, std::size_t pixels, const ChannelMap& map) {
+void MapBlocks(const std::uint8_t* in, std::uint8_t* out, std::size_t pixels, const byte_channels_detail::ByteShuffle& map) {
     const hn::ScalableTag<std::uint8_t> d;
     using V = hn::Vec<decltype(d)>;
     const std::size_t lanes = hn::Lanes(d);
@@ -68,7 +75,7 @@ void MapBlocks(const std::uint8_t* in, std::uint8_t* out, std::size_t pixels, co
     byte_channels_detail::map_scalar(in, out, x, pixels, map);
 }
 
-void MapByteChannels(const std::uint8_t* in, std::uint8_t* out, std::size_t pixels, const ChannelMap& map) {
+void MapByteChannels(const std::uint8_t* in, std::uint8_t* out, std::size_t pixels, const byte_channels_detail::ByteShuffle& map) {
     const int key = map.in_channels * 10 + map.out_channels;
     switch (key) {
         case 13: return MapBlocks<1, 3>(in, out, pixels, map);
@@ -90,7 +97,15 @@ namespace plox::ipl::lib {
 
 HWY_EXPORT(MapByteChannels);
 
-void map_byte_channels(const std::uint8_t* in, std::uint8_t* out, std::size_t pixels, const ChannelMap& map) {
+void map_byte_channels(const std::uint8_t* in, const PixelFormatInfo& from, std::uint8_t* out,
+                       const PixelFormatInfo& to, std::size_t pixels) {
+    byte_channels_detail::ByteShuffle map{from.channels, to.channels, {-1, -1, -1, -1}};
+    // Grey has no colour positions: its one value stands for all three.
+    const auto at = [&](std::int8_t position) { return from.is_colour ? position : 0; };
+    map.source[to.layout.red] = at(from.layout.red);
+    map.source[to.layout.green] = at(from.layout.green);
+    map.source[to.layout.blue] = at(from.layout.blue);
+    if (to.layout.has_alpha()) map.source[to.layout.alpha] = from.layout.alpha;
     if (Settings::instance().simd_enabled()) {
         HWY_DYNAMIC_DISPATCH(MapByteChannels)(in, out, pixels, map);
     } else {

@@ -5,16 +5,13 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "../core/pixel_format_table.h"
+
 namespace plox::ipl::lib {
 
-// out channel c of each pixel = in channel source[c], or 255 where source[c] < 0. Input has 1, 3
-// or 4 channels, output 3 or 4.
-struct ChannelMap {
-    int in_channels;
-    int out_channels;
-    int source[4];
-};
-
-void map_byte_channels(const std::uint8_t* in, std::uint8_t* out, std::size_t pixels, const ChannelMap& map);
+// `pixels` pixels of `from` (8-bit grey or colour) to `to` (8-bit colour), each colour placed as
+// the two formats' layouts say; grey is replicated, a missing alpha is 255.
+void map_byte_channels(const std::uint8_t* in, const PixelFormatInfo& from, std::uint8_t* out,
+                       const PixelFormatInfo& to, std::size_t pixels);
 
 }  // namespace plox::ipl::lib

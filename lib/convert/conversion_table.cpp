@@ -8,13 +8,9 @@ bool is_display_target(const PixelFormatInfo& f) {
     return f.family == Family::mono && f.packing == Packing::none;
 }
 
-bool is_colour(const PixelFormatInfo& f) {
-    return f.family == Family::rgb || f.family == Family::bgr || f.family == Family::rgba || f.family == Family::bgra;
-}
-
 // Sources whose rows become grey or colour working rows.
 bool is_camera_source(const PixelFormatInfo& f) {
-    return f.family == Family::mono || f.family == Family::bayer || is_colour(f) || f.is_yuv();
+    return f.family == Family::mono || f.family == Family::bayer || f.is_colour || f.is_yuv();
 }
 
 struct Rule {
@@ -27,7 +23,7 @@ constexpr Rule kRules[] = {
     // Camera data to every mono, colour and YUV format (bit-packed colour included).
     {is_camera_source,
      [](const PixelFormatInfo&, const PixelFormatInfo& to) {
-         return to.family == Family::mono || is_colour(to) || to.is_yuv();
+         return to.family == Family::mono || to.is_colour || to.is_yuv();
      }},
     // A mosaic to the same mosaic at another depth or packing.
     {[](const PixelFormatInfo& f) { return f.family == Family::bayer; },

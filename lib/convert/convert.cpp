@@ -5,10 +5,14 @@
 #include <cstring>
 #include <limits>
 #include <numeric>
+#include <type_traits>
 #include <vector>
 
 #include "../core/error.h"
+#include "../core/strip_runner.h"
 #include "../core/thread_pool.h"
+#include "../process/lookup_table.h"
+#include "../process/support.h"
 #include "byte_channels.h"
 #include "colour.h"
 #include "conversion_table.h"
@@ -59,15 +63,6 @@ Plan make_plan(const PixelFormatInfo& from, const PixelFormatInfo& to, std::size
     plan.method = method_of(mode);
     plan.alignment = std::lcm(rows_sharing_bytes(from, width), rows_sharing_bytes(to, width));
     return plan;
-}
-
-// Mirrors a row index into 0..size-1 without repeating the edge, keeping the colour parity.
-std::size_t mirror(std::ptrdiff_t index, std::size_t size) {
-    if (size == 1) return 0;
-    const std::ptrdiff_t period = 2 * static_cast<std::ptrdiff_t>(size - 1);
-    std::ptrdiff_t i = index % period;
-    if (i < 0) i += period;
-    return static_cast<std::size_t>(i < static_cast<std::ptrdiff_t>(size) ? i : period - i);
 }
 
 void shift_values(std::uint16_t* values, std::size_t count, unsigned from_depth, unsigned to_depth) {
@@ -139,12 +134,12 @@ private:
         for (std::size_t r = 0; r < rows + 2 * halo; ++r) {
             const std::ptrdiff_t y = static_cast<std::ptrdiff_t>(first + r) - static_cast<std::ptrdiff_t>(halo);
             std::uint16_t* row = mosaic_.data() + r * width_;
-            decode_row(source_, mirror(y, source_.height()), row);
+            decode_row(source_, mirror_index(y, source_.height()), row);
             shift_values(row, width_, plan_.in_depth, plan_.work_depth);
         }
         const PLOX_IPL_BAYER_PATTERN pattern = shifted_bayer_pattern(plan_.from->bayer, 0, first % 2);
         demosaic<std::uint16_t>(mosaic_.data() + halo * width_, static_cast<std::ptrdiff_t>(width_), width_, rows,
-                                pattern, plan_.method, (1u << plan_.work_depth) - 1, ColourLayout{0, 1, 2, -1},
+                                pattern, plan_.method, (1u << plan_.work_depth) - 1, kRgbLayout,
                                 rgb_.data(), static_cast<std::ptrdiff_t>(width_ * 3));
         for (std::size_t r = 0; r < rows; ++r) finish_row(rgb_.data() + r * width_ * 3, RowKind::rgb, first + r);
     }
@@ -175,22 +170,14 @@ private:
 // target rows. Gives the bytes of the generic chain.
 bool is_fast_bayer_pair(const Plan& plan) {
     const PixelFormatInfo& to = *plan.to;
-    const bool colour = to.family == Family::rgb || to.family == Family::bgr || to.family == Family::rgba ||
-                        to.family == Family::bgra;
-    return plan.demosaic && colour && to.packing == Packing::none && to.storage_bits == 8;
-}
-
-ColourLayout layout_of(const PixelFormatInfo& to) {
-    const bool bgr = to.family == Family::bgr || to.family == Family::bgra;
-    const int alpha = to.channels == 4 ? 3 : -1;
-    return bgr ? ColourLayout{2, 1, 0, alpha} : ColourLayout{0, 1, 2, alpha};
+    return plan.demosaic && to.is_colour && to.packing == Packing::none && to.storage_bits == 8;
 }
 
 void narrow_row_to_bytes(const Image& source, std::size_t y, std::uint8_t* out) {
     const PixelFormatInfo& f = source.format();
     const std::size_t width = source.width();
     if (f.packing != Packing::none) return unpack_values_to_8(f, source.data(), y * width, width, out);
-    const std::uint8_t* row = source.data() + y * f.storage_size(width);
+    const std::uint8_t* row = source.row(y);
     if (f.storage_bits == 8) {
         std::memcpy(out, row, width);
         return;
@@ -214,43 +201,22 @@ void fast_bayer_band(const Plan& plan, const Image& source, Image& target, std::
         band.resize((rows + 2 * halo) * width);
         for (std::size_t r = 0; r < rows + 2 * halo; ++r) {
             const std::ptrdiff_t y = static_cast<std::ptrdiff_t>(first + r) - static_cast<std::ptrdiff_t>(halo);
-            narrow_row_to_bytes(source, mirror(y, height), band.data() + r * width);
+            narrow_row_to_bytes(source, mirror_index(y, height), band.data() + r * width);
         }
         mosaic = band.data() + halo * width;
     }
-    const ColourLayout layout = layout_of(*plan.to);
-    const std::size_t out_stride = width * static_cast<std::size_t>(layout.channels());
     demosaic<std::uint8_t>(mosaic, static_cast<std::ptrdiff_t>(width), width, rows,
-                           shifted_bayer_pattern(plan.from->bayer, 0, first % 2), plan.method, 255, layout,
-                           target.data() + first * out_stride, static_cast<std::ptrdiff_t>(out_stride));
+                           shifted_bayer_pattern(plan.from->bayer, 0, first % 2), plan.method, 255, plan.to->layout,
+                           target.row(first), static_cast<std::ptrdiff_t>(target.row_stride()));
 }
 
 // Between unpacked 8-bit grey and colour formats (not to grey, which needs luma): one pass of
 // byte shuffles.
-bool byte_channel_map(const PixelFormatInfo& from, const PixelFormatInfo& to, ChannelMap& map) {
+bool is_byte_channel_pair(const PixelFormatInfo& from, const PixelFormatInfo& to) {
     const auto is_plain8 = [](const PixelFormatInfo& f) {
-        return f.packing == Packing::none && f.storage_bits == 8 && !f.is_float &&
-               (f.family == Family::mono || f.family == Family::rgb || f.family == Family::bgr ||
-                f.family == Family::rgba || f.family == Family::bgra);
+        return f.packing == Packing::none && f.storage_bits == 8 && (f.family == Family::mono || f.is_colour);
     };
-    if (!is_plain8(from) || !is_plain8(to) || to.family == Family::mono) return false;
-    // Where R, G, B and A sit in a stored pixel; -1: not stored.
-    const auto positions = [](const PixelFormatInfo& f, int where[4]) {
-        const bool bgr = f.family == Family::bgr || f.family == Family::bgra;
-        where[0] = f.family == Family::mono ? 0 : (bgr ? 2 : 0);
-        where[1] = f.family == Family::mono ? 0 : 1;
-        where[2] = f.family == Family::mono ? 0 : (bgr ? 0 : 2);
-        where[3] = f.channels == 4 ? 3 : -1;
-    };
-    int in_at[4], out_at[4];
-    positions(from, in_at);
-    positions(to, out_at);
-    map.in_channels = from.channels;
-    map.out_channels = to.channels;
-    for (int colour = 0; colour < 4; ++colour) {
-        if (out_at[colour] >= 0) map.source[out_at[colour]] = in_at[colour];
-    }
-    return true;
+    return is_plain8(from) && is_plain8(to) && to.is_colour;
 }
 
 // Any one-channel source to Mono8: each value narrowed straight to a byte.
@@ -267,41 +233,45 @@ float to_float_saturated(double value) {
     return static_cast<float>(value);
 }
 
-// Float depth maps (one value, or the C of A, B, C) to one-channel images.
-void convert_floats(const Image& source, Image& target) {
-    const PixelFormatInfo& from = source.format();
-    const PixelFormatInfo& to = target.format();
-    const std::size_t pixels = source.width() * source.height();
-    const auto* in = reinterpret_cast<const float*>(source.data());
-    const std::size_t stride = from.channels;  // ABC32f: C is the third value
-    const std::size_t offset = from.channels - 1;
-    for (std::size_t i = 0; i < pixels; ++i) {
-        const float value = in[i * stride + offset];
-        if (to.is_float) {
-            reinterpret_cast<float*>(target.data())[i] = value;
-            continue;
-        }
-        // Distances keep their unit: rounded and saturated into the integer range. A sensor
-        // marks "no measurement" with NaN, which becomes 0; infinities saturate.
-        const double clamped = std::isnan(value) ? 0.0
-                                                 : std::clamp(std::nearbyint(static_cast<double>(value)), 0.0,
-                                                              static_cast<double>(to.max_value()));
-        if (to.storage_bits == 8) {
-            target.data()[i] = static_cast<std::uint8_t>(clamped);
-        } else {
-            reinterpret_cast<std::uint16_t*>(target.data())[i] = static_cast<std::uint16_t>(clamped);
-        }
+// A depth value as a sample of an integer format: distances keep their unit, rounded (half to
+// even) and saturated. A sensor marks "no measurement" with NaN, which becomes 0.
+template <class Out>
+Out depth_sample(float value, double max) {
+    if constexpr (std::is_same_v<Out, float>) {
+        return value;
+    } else {
+        return static_cast<Out>(std::isnan(value) ? 0.0
+                                                  : std::clamp(std::nearbyint(static_cast<double>(value)), 0.0, max));
     }
 }
 
+// Float depth maps (one value, or the C of A, B, C) to one-channel images.
+void convert_floats(const Image& source, Image& target) {
+    const std::size_t channels = source.format().channels;  // ABC32f: C is the last value
+    const double max = target.format().max_value();
+    with_sample_type(target.format(), [&](auto tag) {
+        using Out = typename decltype(tag)::type;
+        run_strips<float, Out>(source, target, {}, [&](const Strip<float, Out>& strip) {
+            for (std::size_t y = strip.first(); y < strip.end(); ++y) {
+                const float* in = strip.source(static_cast<std::ptrdiff_t>(y)) + channels - 1;
+                Out* out = strip.target(y);
+                for (std::size_t x = 0; x < strip.width(); ++x) out[x] = depth_sample<Out>(in[x * channels], max);
+            }
+        });
+    });
+}
+
 void integers_to_float(const Image& source, Image& target) {
-    const std::size_t pixels = source.width() * source.height();
-    auto* out = reinterpret_cast<float*>(target.data());
-    const PixelFormatInfo& from = source.format();
-    for (std::size_t i = 0; i < pixels; ++i) {
-        out[i] = from.storage_bits == 8 ? source.data()[i]
-                                        : reinterpret_cast<const std::uint16_t*>(source.data())[i];
-    }
+    with_sample_type(source.format(), [&](auto tag) {
+        using In = typename decltype(tag)::type;
+        run_strips<In, float>(source, target, {}, [](const Strip<In, float>& strip) {
+            for (std::size_t y = strip.first(); y < strip.end(); ++y) {
+                const In* in = strip.source(static_cast<std::ptrdiff_t>(y));
+                float* out = strip.target(y);
+                for (std::size_t x = 0; x < strip.width(); ++x) out[x] = static_cast<float>(in[x]);
+            }
+        });
+    });
 }
 
 }  // namespace
@@ -351,12 +321,11 @@ void convert_into(const Image& source, Image& target, std::int32_t mode) {
                        [&](std::size_t first, std::size_t end) { fast_bayer_band(plan, source, target, first, end); });
         return;
     }
-    ChannelMap map{};
-    if (byte_channel_map(from, to, map)) {
-        const std::size_t width = source.width();
-        for_each_strip(source.height(), width, plan.alignment, [&](std::size_t first, std::size_t end) {
-            map_byte_channels(source.data() + first * width * from.channels, target.data() + first * width * to.channels,
-                              (end - first) * width, map);
+    if (is_byte_channel_pair(from, to)) {
+        run_strips<std::uint8_t, std::uint8_t>(source, target, {}, [&](const Strip<std::uint8_t, std::uint8_t>& strip) {
+            // Rows are contiguous in both images: one run per strip.
+            map_byte_channels(strip.source(static_cast<std::ptrdiff_t>(strip.first())), from, strip.target(strip.first()),
+                              to, (strip.end() - strip.first()) * strip.width());
         });
         return;
     }
@@ -373,29 +342,29 @@ void convert_into(const Image& source, Image& target, std::int32_t mode) {
     });
 }
 
+const Support kFactorSupport{"a factor", [](const PixelFormatInfo& f) { return !f.is_packed() && !f.is_yuv(); }};
+
 void apply_factor(Image& image, double factor) {
-    const PixelFormatInfo& format = image.format();
     if (!std::isfinite(factor) || factor < 0)
         fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "factor ", factor, " must be finite and not negative");
-    if (format.is_packed() || format.is_yuv())
-        fail(PLOX_IPL_RETURN_CODE_IMAGE_FORMAT_NOT_SUPPORTED, "a factor cannot be applied to ", format.name);
-    const std::size_t count = image.byte_count() * 8 / format.storage_bits;
-    const double max = format.max_value();
-    const bool has_alpha = format.family == Family::rgba || format.family == Family::bgra;
-    for (std::size_t i = 0; i < count; ++i) {
-        if (has_alpha && i % 4 == 3) continue;  // alpha is opacity, not brightness
-        if (format.is_float) {
-            auto* values = reinterpret_cast<float*>(image.data());
-            values[i] = to_float_saturated(values[i] * factor);
-            continue;
-        }
-        if (format.storage_bits == 8) {
-            image.data()[i] = static_cast<std::uint8_t>(std::min(std::nearbyint(image.data()[i] * factor), max));
-        } else {
-            auto* values = reinterpret_cast<std::uint16_t*>(image.data());
-            values[i] = static_cast<std::uint16_t>(std::min(std::nearbyint(values[i] * factor), max));
-        }
+    const PixelFormatInfo& format = image.format();
+    kFactorSupport.require(format);
+    if (!format.is_float) {
+        const double max = format.max_value();
+        const LookupTable table(format.significant_bits, [factor, max](std::uint32_t value) {
+            return static_cast<std::uint32_t>(std::min(std::nearbyint(value * factor), max));
+        });
+        // Alpha is opacity, not brightness: it keeps its value.
+        apply_lookup_tables(image, image, channel_tables(format, table));
+        return;
     }
+    const std::size_t channels = format.channels;
+    run_strips<float, float>(image, image, {}, [factor, channels](const Strip<float, float>& strip) {
+        for (std::size_t y = strip.first(); y < strip.end(); ++y) {
+            float* values = strip.target(y);
+            for (std::size_t i = 0; i < strip.width() * channels; ++i) values[i] = to_float_saturated(values[i] * factor);
+        }
+    });
 }
 
 }  // namespace plox::ipl::lib

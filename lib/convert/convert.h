@@ -7,6 +7,7 @@
 #include <umb_plox_ipl/image.h>
 
 #include "../core/image.h"
+#include "../process/support.h"
 
 namespace plox::ipl::lib {
 
@@ -19,7 +20,11 @@ void check_conversion(const PixelFormatInfo& from, const PixelFormatInfo& to, st
 // `target` has the output format and the source's size; its timestamp becomes the source's.
 void convert_into(const Image& source, Image& target, std::int32_t mode);
 
-// Multiplies every value by `factor`, rounding and saturating at the format's maximum.
+// Values in their own containers, integer or float: not packed bits, not YUV.
+extern const Support kFactorSupport;
+
+// Multiplies every value by `factor`, rounding (half to even) and saturating at the format's
+// maximum; alpha keeps its value.
 void apply_factor(Image& image, double factor);
 
 }  // namespace plox::ipl::lib

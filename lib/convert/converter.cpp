@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "../core/error.h"
+#include "../process/output.h"
 #include "convert.h"
 
 namespace plox::ipl::lib {
@@ -70,8 +71,7 @@ std::shared_ptr<Image> Converter::convert(const Image& source, const PixelFormat
             if (entry.first == key) pooled = entry.second->take();
         }
     }
-    auto target = pooled ? std::make_shared<Image>(to, source.width(), source.height(), std::move(pooled))
-                         : std::make_shared<Image>(to, source.width(), source.height(), Fill::none);
+    auto target = Destination::pooled(std::move(pooled)).make(to, source.width(), source.height());
     convert_into(source, *target, conversion_mode);
     return target;
 }
@@ -80,8 +80,7 @@ std::shared_ptr<Image> Converter::convert(const Image& source, const PixelFormat
                                           std::uint64_t size) const {
     const std::int32_t conversion_mode = mode();
     check_conversion(source.format(), to, source.width(), source.height(), conversion_mode);
-    if (buffer == nullptr) fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "buffer must not be null");
-    auto target = std::make_shared<Image>(to, source.width(), source.height(), buffer, size);
+    auto target = Destination::caller(buffer, size).make(to, source.width(), source.height());
     convert_into(source, *target, conversion_mode);
     return target;
 }

@@ -224,7 +224,7 @@ HWY_EXPORT(DemosaicBandU16);
 
 namespace {
 
-bool simd_layout(const ColourLayout& layout) {
+bool simd_layout(const ChannelLayout& layout) {
     return layout.green == 1 && ((layout.red == 0 && layout.blue == 2) || (layout.red == 2 && layout.blue == 0)) &&
            (layout.alpha < 0 || layout.alpha == 3);
 }
@@ -236,7 +236,7 @@ void run_simd(const demosaic_detail::Band<std::uint16_t>& band) { HWY_DYNAMIC_DI
 
 template <class T>
 void demosaic(const T* mosaic, std::ptrdiff_t mosaic_stride, std::size_t width, std::size_t rows,
-              PLOX_IPL_BAYER_PATTERN pattern, DemosaicMethod method, std::uint32_t max_value, ColourLayout layout,
+              PLOX_IPL_BAYER_PATTERN pattern, DemosaicMethod method, std::uint32_t max_value, ChannelLayout layout,
               T* out, std::ptrdiff_t out_stride) {
     if (width == 0 || rows == 0) return;
     const demosaic_detail::Band<T> band{mosaic, mosaic_stride, width,  rows,   pattern,
@@ -250,10 +250,10 @@ void demosaic(const T* mosaic, std::ptrdiff_t mosaic_stride, std::size_t width, 
 }
 
 template void demosaic<std::uint8_t>(const std::uint8_t*, std::ptrdiff_t, std::size_t, std::size_t,
-                                     PLOX_IPL_BAYER_PATTERN, DemosaicMethod, std::uint32_t, ColourLayout,
+                                     PLOX_IPL_BAYER_PATTERN, DemosaicMethod, std::uint32_t, ChannelLayout,
                                      std::uint8_t*, std::ptrdiff_t);
 template void demosaic<std::uint16_t>(const std::uint16_t*, std::ptrdiff_t, std::size_t, std::size_t,
-                                      PLOX_IPL_BAYER_PATTERN, DemosaicMethod, std::uint32_t, ColourLayout,
+                                      PLOX_IPL_BAYER_PATTERN, DemosaicMethod, std::uint32_t, ChannelLayout,
                                       std::uint16_t*, std::ptrdiff_t);
 
 }  // namespace plox::ipl::lib

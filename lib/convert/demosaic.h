@@ -6,20 +6,13 @@
 
 #include <umb_plox_ipl/pixel_format.h>
 
+#include "../core/pixel_format_table.h"
+
 namespace plox::ipl::lib {
 
 enum class DemosaicMethod {
     bilinear,            // average of the nearest same-colour neighbours
     gradient_corrected,  // 5x5 bilinear plus a Laplacian correction from the other channels
-};
-
-// Where each colour goes in an output pixel; alpha < 0 means no alpha channel.
-struct ColourLayout {
-    int red;
-    int green;
-    int blue;
-    int alpha;
-    int channels() const noexcept { return alpha >= 0 ? 4 : 3; }
 };
 
 inline constexpr std::size_t kDemosaicHalo = 2;  // rows and columns read beyond the band
@@ -28,11 +21,12 @@ inline constexpr std::size_t kDemosaicHalo = 2;  // rows and columns read beyond
 // rows above and below it must be readable at `mosaic - k * mosaic_stride` and beyond the band
 // (the caller mirrors rows at the image's top and bottom, keeping the colour parity). Columns
 // beyond the left and right edges are mirrored inside (x = -1 reads x = 1). `pattern` is the
-// pattern of the band's first row. Output values stay within 0..max_value; alpha is max_value.
+// pattern of the band's first row. `layout` (of an RGB-family format) places the colours of an
+// output pixel. Output values stay within 0..max_value; alpha is max_value.
 // Strides are in elements. T is std::uint8_t or std::uint16_t.
 template <class T>
 void demosaic(const T* mosaic, std::ptrdiff_t mosaic_stride, std::size_t width, std::size_t rows,
-              PLOX_IPL_BAYER_PATTERN pattern, DemosaicMethod method, std::uint32_t max_value, ColourLayout layout,
+              PLOX_IPL_BAYER_PATTERN pattern, DemosaicMethod method, std::uint32_t max_value, ChannelLayout layout,
               T* out, std::ptrdiff_t out_stride);
 
 }  // namespace plox::ipl::lib

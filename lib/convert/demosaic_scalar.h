@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <limits>
 
+#include "../core/strip_runner.h"
 #include "demosaic.h"
 
 namespace plox::ipl::lib::demosaic_detail {
@@ -17,25 +18,9 @@ struct RowKind {
     bool red_row;     // A is red
 };
 
-inline RowKind row_kind(PLOX_IPL_BAYER_PATTERN pattern, std::size_t row) noexcept {
-    RowKind kind{false, true};  // RG; unknown patterns are read as RG
-    switch (pattern) {
-        case PLOX_IPL_BAYER_PATTERN_GR: kind = {true, true}; break;
-        case PLOX_IPL_BAYER_PATTERN_GB: kind = {true, false}; break;
-        case PLOX_IPL_BAYER_PATTERN_BG: kind = {false, false}; break;
-        default: break;
-    }
-    if (row & 1) kind = {!kind.green_even, !kind.red_row};
-    return kind;
-}
-
-// Reflects a column about the first and last ones (x = -1 reads x = 1) so colour parity holds.
-inline std::size_t mirror_column(std::ptrdiff_t x, std::size_t width) noexcept {
-    if (width == 1) return 0;
-    const auto period = static_cast<std::ptrdiff_t>(2 * (width - 1));
-    x %= period;
-    if (x < 0) x += period;
-    return static_cast<std::size_t>(x < static_cast<std::ptrdiff_t>(width) ? x : period - x);
+inline RowKind row_kind(PLOX_IPL_BAYER_PATTERN pattern, std::size_t row) {
+    const bool green_even = bayer_colour(pattern, 0, row) == Colour::green;
+    return {green_even, bayer_colour(pattern, green_even ? 1 : 0, row) == Colour::red};
 }
 
 // One band row with its neighbours: rows[0..4] are rows y-2..y+2.
@@ -45,7 +30,7 @@ struct RowWindow {
     std::size_t width;
     RowKind kind;
     std::uint32_t max_value;  // already limited to T's range
-    ColourLayout layout;
+    ChannelLayout layout;
     T* out;
 };
 
@@ -93,7 +78,7 @@ inline void scalar_pixel(const RowWindow<T>& w, std::size_t x, Column column) no
             o = round_clamp<4>(10 * c + 8 * v1 - 2 * diag - 2 * v2 + h2, max_value);
         }
     }
-    T* p = w.out + x * static_cast<std::size_t>(w.layout.channels());
+    T* p = w.out + x * static_cast<std::size_t>((w.layout.has_alpha() ? 4 : 3));
     p[w.layout.red] = static_cast<T>(w.kind.red_row ? a : o);
     p[w.layout.green] = static_cast<T>(g);
     p[w.layout.blue] = static_cast<T>(w.kind.red_row ? o : a);
@@ -108,7 +93,7 @@ inline void scalar_columns(const RowWindow<T>& w, std::size_t x_begin, std::size
             scalar_pixel<T, method>(w, x, [x](int dx) { return x + static_cast<std::ptrdiff_t>(dx); });
         } else {
             scalar_pixel<T, method>(w, x, [x, width](int dx) {
-                return mirror_column(static_cast<std::ptrdiff_t>(x) + dx, width);
+                return mirror_index(static_cast<std::ptrdiff_t>(x) + dx, width);
             });
         }
     }
@@ -134,7 +119,7 @@ struct Band {
     PLOX_IPL_BAYER_PATTERN pattern;
     DemosaicMethod method;
     std::uint32_t max_value;  // already limited to T's range
-    ColourLayout layout;
+    ChannelLayout layout;
     T* out;
     std::ptrdiff_t out_stride;
 };

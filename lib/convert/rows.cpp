@@ -1,7 +1,6 @@
 #include "rows.h"
 
 #include <cstring>
-#include <utility>
 #include <vector>
 
 #include "colour.h"
@@ -11,33 +10,37 @@ namespace plox::ipl::lib {
 
 namespace {
 
-// Position of R, G, B, A in a stored pixel of an unpacked RGB-family format.
-struct ChannelOrder {
-    int r, g, b, a;
-};
-
-ChannelOrder order_of(const PixelFormatInfo& format) {
-    const bool bgr = format.family == Family::bgr || format.family == Family::bgra;
-    return bgr ? ChannelOrder{2, 1, 0, 3} : ChannelOrder{0, 1, 2, 3};
-}
-
+// Working rows hold R, G, B (and A) in this order; stored pixels as their layout says.
 template <class T>
-void read_colour(const T* in, std::size_t width, std::size_t channels, ChannelOrder order, std::uint16_t* out) {
+void read_colour(const T* in, std::size_t width, std::size_t channels, ChannelLayout order, std::uint16_t* out) {
     for (std::size_t x = 0; x < width; ++x, in += channels, out += channels) {
-        out[0] = in[order.r];
-        out[1] = in[order.g];
-        out[2] = in[order.b];
-        if (channels == 4) out[3] = in[order.a];
+        out[0] = in[order.red];
+        out[1] = in[order.green];
+        out[2] = in[order.blue];
+        if (channels == 4) out[3] = in[order.alpha];
     }
 }
 
 template <class T>
-void write_colour(const std::uint16_t* in, std::size_t width, std::size_t channels, ChannelOrder order, T* out) {
+void write_colour(const std::uint16_t* in, std::size_t width, std::size_t channels, ChannelLayout order, T* out) {
     for (std::size_t x = 0; x < width; ++x, in += channels, out += channels) {
-        out[order.r] = static_cast<T>(in[0]);
-        out[order.g] = static_cast<T>(in[1]);
-        out[order.b] = static_cast<T>(in[2]);
-        if (channels == 4) out[order.a] = static_cast<T>(in[3]);
+        out[order.red] = static_cast<T>(in[0]);
+        out[order.green] = static_cast<T>(in[1]);
+        out[order.blue] = static_cast<T>(in[2]);
+        if (channels == 4) out[order.alpha] = static_cast<T>(in[3]);
+    }
+}
+
+// Packed colour values in stored order, reordered in place to R, G, B (or back with `to_stored`).
+void reorder_packed(std::uint16_t* values, std::size_t width, ChannelLayout order, bool to_stored) {
+    if (order == kRgbLayout) return;
+    for (std::size_t x = 0; x < width; ++x, values += 3) {
+        const std::uint16_t pixel[3] = {values[0], values[1], values[2]};
+        if (to_stored) {
+            values[order.red] = pixel[0], values[order.green] = pixel[1], values[order.blue] = pixel[2];
+        } else {
+            values[0] = pixel[order.red], values[1] = pixel[order.green], values[2] = pixel[order.blue];
+        }
     }
 }
 
@@ -55,9 +58,9 @@ void decode_uyvy(const std::uint8_t* in, std::size_t width, std::uint16_t* out) 
 
 void decode_semiplanar(const Image& image, std::size_t y, std::uint16_t* out) {
     const std::size_t width = image.width();
-    const std::uint8_t* luma_row = image.data() + y * width;
-    const std::uint8_t* chroma_row = image.data() + width * image.height() + (y / 2) * width;
-    const bool v_first = image.format().code == PLOX_IPL_PIXEL_FORMAT_YUV420_8_YY_VU_SemiplanarUMB;
+    const std::uint8_t* luma_row = image.row(y);
+    const std::uint8_t* chroma_row = image.row(image.height() + y / 2);
+    const bool v_first = image.format().v_first;
     for (std::size_t x = 0; x < width; ++x) {
         const std::size_t pair = x & ~std::size_t{1};
         const int u = chroma_row[pair + (v_first ? 1 : 0)];
@@ -81,15 +84,8 @@ void encode_uyvy(const std::uint16_t* rgb, std::size_t width, std::uint8_t* out)
 }  // namespace
 
 RowKind row_kind(const PixelFormatInfo& format) {
-    switch (format.family) {
-        case Family::rgb:
-        case Family::bgr:
-        case Family::yuv422:
-        case Family::yuv420: return RowKind::rgb;
-        case Family::rgba:
-        case Family::bgra: return RowKind::rgba;
-        default: return RowKind::gray;
-    }
+    if (format.is_colour) return format.layout.has_alpha() ? RowKind::rgba : RowKind::rgb;
+    return format.is_yuv() ? RowKind::rgb : RowKind::gray;
 }
 
 unsigned row_depth(const PixelFormatInfo& format) { return format.is_yuv() ? 8 : format.significant_bits; }
@@ -98,16 +94,14 @@ void decode_row(const Image& image, std::size_t y, std::uint16_t* out) {
     const PixelFormatInfo& format = image.format();
     const std::size_t width = image.width();
     if (format.family == Family::yuv420) return decode_semiplanar(image, y, out);
-    if (format.family == Family::yuv422) return decode_uyvy(image.data() + y * image.format().storage_size(width), width, out);
+    if (format.family == Family::yuv422) return decode_uyvy(image.row(y), width, out);
     if (format.packing != Packing::none) {
         const std::size_t values = width * format.channels;
         unpack_values(format, image.data(), y * values, values, out);
-        if (format.family == Family::bgr) {
-            for (std::size_t x = 0; x < width; ++x) std::swap(out[3 * x], out[3 * x + 2]);
-        }
+        if (format.is_colour) reorder_packed(out, width, format.layout, false);
         return;
     }
-    const std::uint8_t* row = image.data() + y * format.storage_size(width);
+    const std::uint8_t* row = image.row(y);
     const std::size_t channels = format.channels;
     if (row_kind(format) == RowKind::gray) {
         if (format.storage_bits == 8) {
@@ -118,27 +112,27 @@ void decode_row(const Image& image, std::size_t y, std::uint16_t* out) {
         return;
     }
     if (format.storage_bits == 8) {
-        read_colour(row, width, channels, order_of(format), out);
+        read_colour(row, width, channels, format.layout, out);
     } else {
-        read_colour(reinterpret_cast<const std::uint16_t*>(row), width, channels, order_of(format), out);
+        read_colour(reinterpret_cast<const std::uint16_t*>(row), width, channels, format.layout, out);
     }
 }
 
 void encode_row(const std::uint16_t* in, Image& image, std::size_t y) {
     const PixelFormatInfo& format = image.format();
     const std::size_t width = image.width();
-    if (format.family == Family::yuv422) return encode_uyvy(in, width, image.data() + y * format.storage_size(width));
+    if (format.family == Family::yuv422) return encode_uyvy(in, width, image.row(y));
     if (format.packing != Packing::none) {
-        if (format.family == Family::bgr) {
+        if (format.is_colour && !(format.layout == kRgbLayout)) {
             // Packing reads the channels in stored order.
-            thread_local std::vector<std::uint16_t> swapped;
-            swapped.assign(in, in + 3 * width);
-            for (std::size_t x = 0; x < width; ++x) std::swap(swapped[3 * x], swapped[3 * x + 2]);
-            return pack_values(format, swapped.data(), y * width * 3, width * 3, image.data());
+            thread_local std::vector<std::uint16_t> stored;
+            stored.assign(in, in + 3 * width);
+            reorder_packed(stored.data(), width, format.layout, true);
+            return pack_values(format, stored.data(), y * width * 3, width * 3, image.data());
         }
         return pack_values(format, in, y * width * format.channels, width * format.channels, image.data());
     }
-    std::uint8_t* row = image.data() + y * format.storage_size(width);
+    std::uint8_t* row = image.row(y);
     if (row_kind(format) == RowKind::gray) {
         if (format.storage_bits == 8) {
             for (std::size_t x = 0; x < width; ++x) row[x] = static_cast<std::uint8_t>(in[x]);
@@ -148,17 +142,17 @@ void encode_row(const std::uint16_t* in, Image& image, std::size_t y) {
         return;
     }
     if (format.storage_bits == 8) {
-        write_colour(in, width, format.channels, order_of(format), row);
+        write_colour(in, width, format.channels, format.layout, row);
     } else {
-        write_colour(in, width, format.channels, order_of(format), reinterpret_cast<std::uint16_t*>(row));
+        write_colour(in, width, format.channels, format.layout, reinterpret_cast<std::uint16_t*>(row));
     }
 }
 
 void encode_yuv420_rows(const std::uint16_t* row, const std::uint16_t* next, Image& image, std::size_t y) {
     const std::size_t width = image.width();
-    std::uint8_t* luma_rows = image.data() + y * width;
-    std::uint8_t* chroma = image.data() + width * image.height() + (y / 2) * width;
-    const bool v_first = image.format().code == PLOX_IPL_PIXEL_FORMAT_YUV420_8_YY_VU_SemiplanarUMB;
+    std::uint8_t* luma_rows = image.row(y);
+    std::uint8_t* chroma = image.row(image.height() + y / 2);
+    const bool v_first = image.format().v_first;
     for (std::size_t x = 0; x < width; ++x) {
         luma_rows[x] = static_cast<std::uint8_t>(luma(row[3 * x], row[3 * x + 1], row[3 * x + 2]));
         if (next != row)

@@ -1,10 +1,21 @@
 #include "image.h"
 
+#include <cstring>
 #include <limits>
 
 #include "error.h"
 
 namespace plox::ipl::lib {
+
+namespace {
+
+std::size_t row_stride_of(const PixelFormatInfo& format, std::size_t width) {
+    // The chroma plane of YUV420 follows the whole Y plane, so rows step by the luma width.
+    if (format.family == Family::yuv420) return width;
+    return static_cast<std::size_t>(format.storage_size(width));
+}
+
+}  // namespace
 
 std::size_t Image::byte_count(const PixelFormatInfo& format, std::size_t width, std::size_t height) {
     if (width == 0 || height == 0)
@@ -27,6 +38,7 @@ Image::Image(const PixelFormatInfo& format, std::size_t width, std::size_t heigh
       width_(width),
       height_(height),
       byte_count_(byte_count(format, width, height)),
+      row_stride_(row_stride_of(format, width)),
       owner_(std::move(owner)),
       data_(data) {
     if (data == nullptr) fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "image buffer must not be null");
@@ -45,7 +57,29 @@ Image::Image(const PixelFormatInfo& format, std::size_t width, std::size_t heigh
       width_(width),
       height_(height),
       byte_count_(byte_count(format, width, height)),
+      row_stride_(row_stride_of(format, width)),
       storage_(std::move(storage)),
       data_(storage_.get()) {}
+
+void Image::check_reshape(const PixelFormatInfo& format, std::size_t width, std::size_t height) const {
+    const std::size_t bytes = byte_count(format, width, height);
+    if (bytes != byte_count_)
+        fail(PLOX_IPL_RETURN_CODE_ERROR, "a ", width, "x", height, " ", format.name, " image of ", bytes,
+             " bytes cannot replace a ", width_, "x", height_, " ", format_->name, " image of ", byte_count_, " bytes");
+}
+
+void Image::reshape(const PixelFormatInfo& format, std::size_t width, std::size_t height) {
+    check_reshape(format, width, height);
+    format_ = &format;
+    width_ = width;
+    height_ = height;
+    row_stride_ = row_stride_of(format, width);
+}
+
+void Image::take_pixels(const Image& result) {
+    check_reshape(result.format(), result.width(), result.height());
+    std::memcpy(data_, result.data(), byte_count_);
+    reshape(result.format(), result.width(), result.height());
+}
 
 }  // namespace plox::ipl::lib

@@ -15,7 +15,7 @@ constexpr std::uint8_t whole_byte_run(unsigned bits_per_pixel) {
     return pixels;
 }
 
-// A format whose channels each sit in their own container (8, 16 or 32 bits).
+// A format whose channels each sit in their own container (8, 16 or 32 bits), none of them a colour.
 constexpr PixelFormatInfo plain(PLOX_IPL_PIXEL_FORMAT_NAME code, const char* name, Family family, unsigned channels,
                                 unsigned significant, unsigned storage,
                                 PLOX_IPL_BAYER_PATTERN bayer = PLOX_IPL_BAYER_PATTERN_NONE, bool is_float = false) {
@@ -31,7 +31,19 @@ constexpr PixelFormatInfo plain(PLOX_IPL_PIXEL_FORMAT_NAME code, const char* nam
             bayer,
             is_float,
             PLOX_IPL_ENDIANNESS_LITTLE_ENDIAN,
-            1};
+            1,
+            kNoColours,
+            false,
+            false};
+}
+
+// Red, green, blue and maybe alpha, each in its own container, in the order `layout` gives.
+constexpr PixelFormatInfo colour(PLOX_IPL_PIXEL_FORMAT_NAME code, const char* name, Family family,
+                                 ChannelLayout layout, unsigned significant, unsigned storage) {
+    PixelFormatInfo f = plain(code, name, family, layout.has_alpha() ? 4 : 3, significant, storage);
+    f.layout = layout;
+    f.is_colour = true;
+    return f;
 }
 
 // A one-channel format whose values are packed without gaps.
@@ -49,21 +61,25 @@ constexpr PixelFormatInfo packed(PLOX_IPL_PIXEL_FORMAT_NAME code, const char* na
             bayer,
             false,
             PLOX_IPL_ENDIANNESS_LITTLE_ENDIAN,
-            whole_byte_run(bits)};
+            whole_byte_run(bits),
+            kNoColours,
+            false,
+            false};
 }
 
-// Three 10-bit channels in a 32-bit word.
-constexpr PixelFormatInfo word32(PLOX_IPL_PIXEL_FORMAT_NAME code, const char* name, Family family) {
+// Three 10-bit colour channels in a 32-bit word, the first in the lowest bits.
+constexpr PixelFormatInfo word32(PLOX_IPL_PIXEL_FORMAT_NAME code, const char* name, Family family,
+                                 ChannelLayout layout) {
     return {code, name, family, 3, 10, 10, 30, 32, Packing::word32, PLOX_IPL_BAYER_PATTERN_NONE, false,
-            PLOX_IPL_ENDIANNESS_LITTLE_ENDIAN, 1};
+            PLOX_IPL_ENDIANNESS_LITTLE_ENDIAN, 1, layout, true, false};
 }
 
 // 8-bit YUV: three channels sharing `bits_per_pixel`, chroma shared by `group` pixels.
 constexpr PixelFormatInfo yuv(PLOX_IPL_PIXEL_FORMAT_NAME code, const char* name, Family family,
-                              unsigned bits_per_pixel, unsigned group) {
+                              unsigned bits_per_pixel, unsigned group, bool v_first) {
     return {code, name, family, 3, 8, 8, static_cast<std::uint8_t>(bits_per_pixel),
             static_cast<std::uint8_t>(bits_per_pixel), Packing::none, PLOX_IPL_BAYER_PATTERN_NONE, false,
-            PLOX_IPL_ENDIANNESS_LITTLE_ENDIAN, static_cast<std::uint8_t>(group)};
+            PLOX_IPL_ENDIANNESS_LITTLE_ENDIAN, static_cast<std::uint8_t>(group), kNoColours, false, v_first};
 }
 
 #define PF(name) PLOX_IPL_PIXEL_FORMAT_##name, #name
@@ -97,21 +113,21 @@ constexpr std::array<PixelFormatInfo, kPixelFormatCount> kTable = {{
     plain(PF(Coord3D_C16), Family::coord3d, 1, 16, 16),
     plain(PF(Coord3D_C32f), Family::coord3d, 1, 32, 32, NO_BAYER, true),
     plain(PF(Coord3D_ABC32f), Family::coord3d, 3, 32, 32, NO_BAYER, true),
-    yuv(PF(YUV420_8_YY_UV_SemiplanarUMB), Family::yuv420, 12, 2),
-    yuv(PF(YUV420_8_YY_VU_SemiplanarUMB), Family::yuv420, 12, 2),
-    yuv(PF(YUV422_8_UYVY), Family::yuv422, 16, 2),
-    plain(PF(RGB8), Family::rgb, 3, 8, 8),
-    plain(PF(RGB10), Family::rgb, 3, 10, 16),
-    plain(PF(RGB12), Family::rgb, 3, 12, 16),
-    plain(PF(BGR8), Family::bgr, 3, 8, 8),
-    plain(PF(BGR10), Family::bgr, 3, 10, 16),
-    plain(PF(BGR12), Family::bgr, 3, 12, 16),
-    plain(PF(RGBa8), Family::rgba, 4, 8, 8),
-    plain(PF(RGBa10), Family::rgba, 4, 10, 16),
-    plain(PF(RGBa12), Family::rgba, 4, 12, 16),
-    plain(PF(BGRa8), Family::bgra, 4, 8, 8),
-    plain(PF(BGRa10), Family::bgra, 4, 10, 16),
-    plain(PF(BGRa12), Family::bgra, 4, 12, 16),
+    yuv(PF(YUV420_8_YY_UV_SemiplanarUMB), Family::yuv420, 12, 2, false),
+    yuv(PF(YUV420_8_YY_VU_SemiplanarUMB), Family::yuv420, 12, 2, true),
+    yuv(PF(YUV422_8_UYVY), Family::yuv422, 16, 2, false),
+    colour(PF(RGB8), Family::rgb, kRgbLayout, 8, 8),
+    colour(PF(RGB10), Family::rgb, kRgbLayout, 10, 16),
+    colour(PF(RGB12), Family::rgb, kRgbLayout, 12, 16),
+    colour(PF(BGR8), Family::bgr, kBgrLayout, 8, 8),
+    colour(PF(BGR10), Family::bgr, kBgrLayout, 10, 16),
+    colour(PF(BGR12), Family::bgr, kBgrLayout, 12, 16),
+    colour(PF(RGBa8), Family::rgba, kRgbaLayout, 8, 8),
+    colour(PF(RGBa10), Family::rgba, kRgbaLayout, 10, 16),
+    colour(PF(RGBa12), Family::rgba, kRgbaLayout, 12, 16),
+    colour(PF(BGRa8), Family::bgra, kBgraLayout, 8, 8),
+    colour(PF(BGRa10), Family::bgra, kBgraLayout, 10, 16),
+    colour(PF(BGRa12), Family::bgra, kBgraLayout, 12, 16),
     packed(PF(BayerBG10p), Family::bayer, 10, Packing::lsb_stream, BG),
     packed(PF(BayerBG12p), Family::bayer, 12, Packing::lsb_stream, BG),
     packed(PF(BayerGB10p), Family::bayer, 10, Packing::lsb_stream, GB),
@@ -122,8 +138,8 @@ constexpr std::array<PixelFormatInfo, kPixelFormatCount> kTable = {{
     packed(PF(BayerRG12p), Family::bayer, 12, Packing::lsb_stream, RG),
     packed(PF(Mono10p), Family::mono, 10, Packing::lsb_stream),
     packed(PF(Mono12p), Family::mono, 12, Packing::lsb_stream),
-    word32(PF(RGB10p32), Family::rgb),
-    word32(PF(BGR10p32), Family::bgr),
+    word32(PF(RGB10p32), Family::rgb, kRgbLayout),
+    word32(PF(BGR10p32), Family::bgr, kBgrLayout),
     packed(PF(BayerRG10g40UMB), Family::bayer, 10, Packing::msb_grouped, RG),
     packed(PF(BayerGB10g40UMB), Family::bayer, 10, Packing::msb_grouped, GB),
     packed(PF(BayerGR10g40UMB), Family::bayer, 10, Packing::msb_grouped, GR),
@@ -146,6 +162,31 @@ constexpr bool groups_fill_bytes() {
     return true;
 }
 static_assert(groups_fill_bytes(), "every packing group must fill whole bytes");
+
+// A layout points at distinct channels of the pixel, alpha last; exactly the RGB family stores
+// colours, in the order its family names; only YUV has a chroma order.
+constexpr bool layouts_fit_channels() {
+    for (const PixelFormatInfo& f : kTable) {
+        const ChannelLayout& l = f.layout;
+        const int at[4] = {l.red, l.green, l.blue, l.alpha};
+        for (int i = 0; i < 4; ++i) {
+            if (at[i] >= f.channels) return false;
+            for (int j = 0; j < i; ++j) {
+                if (at[i] >= 0 && at[i] == at[j]) return false;
+            }
+        }
+        const bool rgb_family = f.family == Family::rgb || f.family == Family::bgr || f.family == Family::rgba ||
+                                f.family == Family::bgra;
+        const bool stores_colours = l.red >= 0 && l.green >= 0 && l.blue >= 0;
+        if (f.is_colour != rgb_family || f.is_colour != stores_colours) return false;
+        if (l.has_alpha() != (f.family == Family::rgba || f.family == Family::bgra)) return false;
+        if (l.has_alpha() && l.alpha != f.channels - 1) return false;
+        if ((l.red > l.blue) != (f.family == Family::bgr || f.family == Family::bgra)) return false;
+        if (f.v_first && !f.is_yuv()) return false;
+    }
+    return true;
+}
+static_assert(layouts_fit_channels(), "a channel layout disagrees with its row");
 
 constexpr std::uint32_t kNamedCodes[] = {
 #define PLOX_IPL_CODE_(name, code) code,
@@ -193,6 +234,15 @@ PLOX_IPL_BAYER_PATTERN shifted_bayer_pattern(PLOX_IPL_BAYER_PATTERN pattern, std
     return pattern;
 }
 
+
+Colour bayer_colour(PLOX_IPL_BAYER_PATTERN pattern, std::size_t x, std::size_t y) {
+    for (const BayerCell& c : kCells) {
+        if (c.pattern != pattern) continue;
+        const char site = c.colours[(y % 2) * 2 + x % 2];
+        return site == 'R' ? Colour::red : site == 'G' ? Colour::green : Colour::blue;
+    }
+    fail(PLOX_IPL_RETURN_CODE_INVALID_ARGUMENT, "Bayer pattern ", static_cast<int>(pattern), " is unknown");
+}
 
 std::uint64_t PixelFormatInfo::storage_size(std::uint64_t pixels) const {
     const std::uint64_t groups = pixels / group_pixels + (pixels % group_pixels != 0 ? 1 : 0);

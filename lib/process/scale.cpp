@@ -9,6 +9,7 @@
 
 #include "../core/error.h"
 #include "../core/settings.h"
+#include "../core/strip_runner.h"
 
 namespace plox::ipl::lib {
 
@@ -36,10 +37,14 @@ void follow_thread_setting() {
 void clamp_to_significant_bits(Image& image) {
     const PixelFormatInfo& format = image.format();
     if (format.is_float || format.storage_bits != 16 || format.significant_bits == 16) return;
-    auto* values = reinterpret_cast<std::uint16_t*>(image.data());
-    const std::size_t count = image.byte_count() / 2;
     const auto max = static_cast<std::uint16_t>(format.max_value());
-    for (std::size_t i = 0; i < count; ++i) values[i] = std::min(values[i], max);
+    const std::size_t values_per_row = image.width() * format.channels;
+    run_strips<std::uint16_t, std::uint16_t>(image, image, {}, [&](const Strip<std::uint16_t, std::uint16_t>& strip) {
+        for (std::size_t y = strip.first(); y < strip.end(); ++y) {
+            std::uint16_t* values = strip.target(y);
+            for (std::size_t i = 0; i < values_per_row; ++i) values[i] = std::min(values[i], max);
+        }
+    });
 }
 
 }  // namespace

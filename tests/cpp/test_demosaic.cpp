@@ -17,12 +17,12 @@
 
 namespace {
 
-using plox::ipl::lib::ColourLayout;
+using plox::ipl::lib::ChannelLayout;
 using plox::ipl::lib::demosaic;
 using plox::ipl::lib::DemosaicMethod;
 using plox::ipl::lib::Settings;
 
-constexpr ColourLayout kRGB{0, 1, 2, -1}, kBGR{2, 1, 0, -1}, kRGBa{0, 1, 2, 3}, kBGRa{2, 1, 0, 3};
+constexpr ChannelLayout kRGB{0, 1, 2, -1}, kBGR{2, 1, 0, -1}, kRGBa{0, 1, 2, 3}, kBGRa{2, 1, 0, 3};
 constexpr PLOX_IPL_BAYER_PATTERN kPatterns[] = {PLOX_IPL_BAYER_PATTERN_RG, PLOX_IPL_BAYER_PATTERN_GR,
                                                 PLOX_IPL_BAYER_PATTERN_GB, PLOX_IPL_BAYER_PATTERN_BG};
 
@@ -101,8 +101,8 @@ long reference(const Mosaic<T>& m, PLOX_IPL_BAYER_PATTERN p, DemosaicMethod meth
 // engine does.
 template <class T>
 std::vector<T> run(const Mosaic<T>& m, PLOX_IPL_BAYER_PATTERN p, DemosaicMethod method, std::uint32_t max_value,
-                   ColourLayout layout, long band_rows = 0) {
-    const long w = m.width, h = m.height, channels = layout.channels();
+                   ChannelLayout layout, long band_rows = 0) {
+    const long w = m.width, h = m.height, channels = layout.has_alpha() ? 4 : 3;
     std::vector<T> padded((h + 4) * w);
     for (long y = -2; y < h + 2; ++y)
         for (long x = 0; x < w; ++x) padded[(y + 2) * w + x] = static_cast<T>(m.at(x, y));
@@ -175,7 +175,7 @@ TEST_P(DemosaicCase, ValuesAboveMaxValueAreClamped) {
 TEST_P(DemosaicCase, SimdAndScalarGiveTheSameBytesInEveryLayout) {
     const auto m8 = random_mosaic<std::uint8_t>(width(), height(), 255, 5);
     const auto m16 = random_mosaic<std::uint16_t>(width(), height(), 1023, 6);
-    for (const ColourLayout& layout : {kRGB, kBGR, kRGBa, kBGRa}) {
+    for (const ChannelLayout& layout : {kRGB, kBGR, kRGBa, kBGRa}) {
         const auto simd8 = run(m8, pattern(), method(), 255, layout);
         const auto simd16 = run(m16, pattern(), method(), 1023, layout);
         SimdOff off;
@@ -187,9 +187,9 @@ TEST_P(DemosaicCase, SimdAndScalarGiveTheSameBytesInEveryLayout) {
 TEST_P(DemosaicCase, LayoutsReorderTheSameColours) {
     const auto m = random_mosaic<std::uint8_t>(width(), height(), 255, 7);
     const auto rgb = run(m, pattern(), method(), 255, kRGB);
-    for (const ColourLayout& layout : {kBGR, kRGBa, kBGRa, ColourLayout{1, 2, 0, -1}, ColourLayout{3, 0, 1, 2}}) {
+    for (const ChannelLayout& layout : {kBGR, kRGBa, kBGRa, ChannelLayout{1, 2, 0, -1}, ChannelLayout{3, 0, 1, 2}}) {
         const auto out = run(m, pattern(), method(), 255, layout);
-        const int n = layout.channels();
+        const int n = layout.has_alpha() ? 4 : 3;
         for (std::size_t i = 0; i < rgb.size() / 3; ++i) {
             ASSERT_EQ(out[i * n + layout.red], rgb[i * 3 + 0]) << "pixel " << i;
             ASSERT_EQ(out[i * n + layout.green], rgb[i * 3 + 1]) << "pixel " << i;

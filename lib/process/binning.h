@@ -1,0 +1,44 @@
+// Binning: each block of x by y pixels becomes one, their average or their sum. The factors and
+// the mode are shared by every handle to the object.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "../core/handle_registry.h"
+#include "../core/image.h"
+#include "block_reduce.h"
+#include "shared_settings.h"
+
+namespace plox::ipl::lib {
+
+class Binning : public Object {
+public:
+    enum Mode : std::int32_t { average = 0, sum = 1 };
+
+    static constexpr std::uint8_t kMinFactor = 1;
+    static constexpr std::uint8_t kMaxFactor = kMaxBlockFactor;
+
+    std::uint8_t factor_x() const { return settings_.get().x; }
+    std::uint8_t factor_y() const { return settings_.get().y; }
+    std::int32_t mode() const { return settings_.get().mode; }
+    // Each throws INVALID_ARGUMENT naming the refused value.
+    void set_factor_x(std::uint8_t factor);
+    void set_factor_y(std::uint8_t factor);
+    void set_mode(std::int32_t mode);
+
+    static bool supports(const PixelFormatInfo& format) noexcept { return supports_block_reduction(format); }
+    // INVALID_ARGUMENT for formats that Process refuses, and for sizes smaller than one block.
+    ReducedSize expected_size(const PixelFormatInfo& format, std::size_t width, std::size_t height) const;
+    std::shared_ptr<Image> process(const Image& source) const;
+
+private:
+    struct Values {
+        std::uint8_t x = 1;
+        std::uint8_t y = 1;
+        std::int32_t mode = average;
+    };
+    SharedSettings<Values> settings_;
+};
+
+}  // namespace plox::ipl::lib
