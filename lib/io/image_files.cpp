@@ -1,12 +1,15 @@
 #include "image_files.h"
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <cctype>
 #include <cstring>
 #include <optional>
 
 #include "../convert/convert.h"
 #include "../core/error.h"
+#include "../core/thread_pool.h"
 #include "bmp.h"
 #include "files.h"
 #include "jpeg.h"
@@ -27,8 +30,6 @@ const char* type_name(FileType type) {
     return "?";
 }
 
-bool is_colour(Family f) { return f == Family::rgb || f == Family::bgr || f == Family::rgba || f == Family::bgra; }
-
 // Grey: mono and Bayer mosaics (written as the raw mosaic). Colour: the RGB family, BGR
 // reordered. The file's depth limits: JPEG 8 bits, BMP 8 bits (deeper data narrowed), PNG 16.
 bool writable(const PixelFormatInfo& f, FileType type) {
@@ -36,9 +37,9 @@ bool writable(const PixelFormatInfo& f, FileType type) {
     const bool grey = f.family == Family::mono || f.family == Family::bayer;
     switch (type) {
         case FileType::raw: return true;
-        case FileType::png: return (grey && f.significant_bits <= 16) || is_colour(f.family);
-        case FileType::jpeg: return (grey || is_colour(f.family)) && f.significant_bits == 8;
-        case FileType::bmp: return (grey && f.significant_bits <= 12) || (is_colour(f.family) && f.significant_bits == 8);
+        case FileType::png: return (grey && f.significant_bits <= 16) || f.is_colour;
+        case FileType::jpeg: return (grey || f.is_colour) && f.significant_bits == 8;
+        case FileType::bmp: return (grey && f.significant_bits <= 12) || (f.is_colour && f.significant_bits == 8);
     }
     return false;
 }
@@ -55,8 +56,10 @@ std::shared_ptr<const Image> prepare(const Image& image, unsigned max_bits) {
         target = mono;
     }
     const unsigned bits = std::min<unsigned>(target->significant_bits, max_bits);
-    Family family = target->family == Family::bgr ? Family::rgb : target->family == Family::bgra ? Family::rgba
-                                                                                                 : target->family;
+    // Files store colours in R, G, B(, A) order.
+    const Family family = !target->is_colour           ? target->family
+                          : target->layout.has_alpha() ? Family::rgba
+                                                       : Family::rgb;
     target = find_unpacked_format(family, bits);
     if (target == &source->format()) return source;
     auto prepared = std::make_shared<Image>(*target, image.width(), image.height(), Fill::none);
@@ -88,34 +91,73 @@ const PixelFormatInfo& natural_format(const Raster& raster, unsigned& depth) {
     return *find_unpacked_format(family, depth);
 }
 
+// Where each channel of `format` comes from in a decoded pixel of `raster_channels` samples
+// (grey, grey + alpha, RGB or RGBA): grey feeds every colour, alpha stays alpha.
+std::array<unsigned, 4> source_channels(const PixelFormatInfo& format, unsigned raster_channels) {
+    const bool grey = raster_channels <= 2;
+    const bool alpha = raster_channels == 2 || raster_channels == 4;
+    std::array<unsigned, 4> from{0, 0, 0, 0};
+    if (!format.is_colour) return from;
+    const ChannelLayout& out = format.layout;
+    from[static_cast<unsigned>(out.red)] = 0;
+    from[static_cast<unsigned>(out.green)] = grey ? 0 : 1;
+    from[static_cast<unsigned>(out.blue)] = grey ? 0 : 2;
+    if (out.has_alpha()) from[static_cast<unsigned>(out.alpha)] = alpha ? raster_channels - 1 : 0;
+    return from;
+}
+
 std::shared_ptr<Image> image_from_raster(const Raster& raster, const PixelFormatInfo& format, unsigned depth) {
-    const bool bgr = format.family == Family::bgr || format.family == Family::bgra;
-    if (raster.channels == format.channels && !bgr && (raster.bits == 8 || raster.significant_bits == depth)) {
+    const std::array<unsigned, 4> from = source_channels(format, raster.channels);
+    const unsigned out_channels = format.channels;
+    bool identity = raster.channels == out_channels;
+    for (unsigned c = 0; c < out_channels; ++c) identity = identity && from[c] == c;
+    if (identity && (raster.bits == 8 || raster.significant_bits == depth)) {
         // The decoded samples already are the image: take the memory over.
         return std::make_shared<Image>(format, raster.width, raster.height, raster.pixels);
     }
     auto image = std::make_shared<Image>(format, raster.width, raster.height, Fill::none);
-    const std::size_t pixels = raster.width * raster.height;
-    const unsigned out_channels = format.channels;
-    for (std::size_t i = 0; i < pixels; ++i) {
-        for (unsigned c = 0; c < out_channels; ++c) {
-            // Source channel of output channel c: grey replicates, BGR reverses, alpha stays last.
-            unsigned from = c;
-            if (raster.channels == 2) from = c == 3 ? 1 : 0;
-            else if (raster.channels == 1) from = 0;
-            else if (bgr && c < 3) from = 2 - c;
-            const std::size_t at = i * raster.channels + from;
-            if (raster.bits == 8) {
-                image->data()[i * out_channels + c] = raster.pixels.get()[at];
-                continue;
+    const std::size_t width = raster.width;
+    const std::uint8_t* pixels = raster.pixels.get();
+    for_each_strip(raster.height, width, 1, [&](std::size_t first, std::size_t end) {
+        for (std::size_t y = first; y < end; ++y) {
+            const std::size_t row = y * width;
+            for (std::size_t x = 0; x < width; ++x) {
+                const std::size_t in = (row + x) * raster.channels;
+                const std::size_t out = (row + x) * out_channels;
+                for (unsigned c = 0; c < out_channels; ++c) {
+                    if (raster.bits == 8) {
+                        image->data()[out + c] = pixels[in + from[c]];
+                        continue;
+                    }
+                    std::uint16_t value;
+                    std::memcpy(&value, pixels + 2 * (in + from[c]), 2);
+                    if (raster.significant_bits != depth)
+                        value = widen_to_16(value, raster.significant_bits) >> (16 - depth);
+                    std::memcpy(image->data() + 2 * (out + c), &value, 2);
+                }
             }
-            std::uint16_t value;
-            std::memcpy(&value, raster.pixels.get() + 2 * at, 2);
-            if (raster.significant_bits != depth) value = widen_to_16(value, raster.significant_bits) >> (16 - depth);
-            std::memcpy(image->data() + 2 * (i * out_channels + c), &value, 2);
         }
-    }
+    });
     return image;
+}
+
+// The first 16-bit sample above `max`, if any; the scan runs in strips.
+std::optional<std::uint16_t> first_sample_above(const Raster& raster, std::uint32_t max) {
+    const std::size_t row_samples = raster.width * raster.channels;
+    const auto sample = [&](std::size_t i) {
+        std::uint16_t value;
+        std::memcpy(&value, raster.pixels.get() + 2 * i, 2);
+        return value;
+    };
+    std::atomic<bool> found{false};
+    for_each_strip(raster.height, raster.width, 1, [&](std::size_t first, std::size_t end) {
+        for (std::size_t i = first * row_samples; i < end * row_samples && !found.load(std::memory_order_relaxed); ++i)
+            if (sample(i) > max) found.store(true, std::memory_order_relaxed);
+    });
+    if (!found) return std::nullopt;
+    // Only a refused file gets here: find the first offender in order, whatever the strips saw.
+    for (std::size_t i = 0;; ++i)
+        if (sample(i) > max) return sample(i);
 }
 
 enum class Content { png, jpeg, bmp, raw, unknown };
@@ -234,15 +276,9 @@ std::shared_ptr<Image> read_image_as(const std::string& path, const PixelFormatI
              raster.channels, "-channel image, which cannot be read as ", format.name);
     if (raster.bits == 16) {
         // Every value must fit the format's bits, as it is taken over unchanged.
-        const std::size_t samples = raster.width * raster.height * raster.channels;
-        const std::uint32_t max = format.max_value();
-        for (std::size_t i = 0; i < samples; ++i) {
-            std::uint16_t value;
-            std::memcpy(&value, raster.pixels.get() + 2 * i, 2);
-            if (value > max)
-                fail(PLOX_IPL_RETURN_CODE_FORMAT_INTERPRETATION_ERROR, "'", path, "' holds the value ", value,
-                     ", larger than the ", max, " of ", format.name);
-        }
+        if (const std::optional<std::uint16_t> value = first_sample_above(raster, format.max_value()))
+            fail(PLOX_IPL_RETURN_CODE_FORMAT_INTERPRETATION_ERROR, "'", path, "' holds the value ", *value,
+                 ", larger than the ", format.max_value(), " of ", format.name);
     }
     Raster exact = raster;
     exact.significant_bits = depth;  // values are taken as they are
