@@ -106,6 +106,24 @@ std::size_t ReverseVectorsInPlace(std::uint8_t* row, std::size_t pixels) {
     return done;
 }
 
+#if HWY_TARGET != HWY_SCALAR
+// 3-byte pixels five at a time in 16-byte vectors, one shuffle each: a vector holds the byte before
+// its five pixels, and its store's last byte is a spare that the next store overwrites. Returns
+// how many pixels were written; the caller writes the rest, including the pixel under the spare.
+std::size_t ReverseTriples(const std::uint8_t* in, std::uint8_t* out, std::size_t pixels) {
+    const hn::Full128<std::uint8_t> d;
+    alignas(16) static constexpr std::uint8_t kFiveBackwards[16] = {13, 14, 15, 10, 11, 12, 7, 8,
+                                                                     9,  4,  5,  6,  1,  2,  3, 0};
+    const auto table = hn::Load(d, kFiveBackwards);
+    std::size_t x = 0;
+    for (; x + 6 <= pixels; x += 5) {
+        const auto five = hn::LoadU(d, in + 3 * (pixels - x - 5) - 1);
+        hn::StoreU(hn::TableLookupBytes(five, table), d, out + 3 * x);
+    }
+    return x;
+}
+#endif
+
 template <class Body>
 HWY_INLINE std::size_t ByPixelBytes(std::size_t pixel_bytes, Body&& body) {
     switch (pixel_bytes) {
@@ -122,6 +140,9 @@ HWY_INLINE std::size_t ByPixelBytes(std::size_t pixel_bytes, Body&& body) {
 
 std::size_t ReversePixelVectors(const std::uint8_t* in, std::uint8_t* out, std::size_t pixels,
                                 std::size_t pixel_bytes) {
+#if HWY_TARGET != HWY_SCALAR
+    if (pixel_bytes == 3) return ReverseTriples(in, out, pixels);
+#endif
     return ByPixelBytes(pixel_bytes, [&](auto lanes_per_pixel, auto lane) {
         return ReverseVectors<decltype(lane), decltype(lanes_per_pixel)::value>(in, out, pixels);
     });

@@ -1,4 +1,4 @@
-// The SIMD part of a quarter turn: whole square blocks of 8-bit or 16-bit pixels transposed in
+// The SIMD part of a quarter turn: whole square blocks of 1-, 2- or 3-byte pixels transposed in
 // registers. The caller moves the pixels outside whole blocks.
 #pragma once
 
@@ -22,7 +22,7 @@ struct Turn {
 
 // Writes the whole blocks of result rows [first, first + rows) and columns [0, width), rows and
 // width rounded down to the block side, which it returns; 0 (nothing written) for other pixel
-// sizes or with SIMD off.
+// sizes, for 3-byte source rows under 7 pixels, or with SIMD off.
 std::size_t turn_blocks(const Turn& turn, std::size_t pixel_bytes, std::size_t first, std::size_t rows);
 
 }  // namespace plox::ipl::lib

@@ -1,12 +1,19 @@
-// Row reversal against a pixel-by-pixel reference for every pixel size and length, with SIMD on
-// and off; the C entry points of the transformer and the pixel line where Python cannot reach.
+// Row reversal and quarter-turn blocks against pixel-by-pixel references for every pixel size and
+// length, with SIMD on and off; the C entry points of the transformer and the pixel line where
+// Python cannot reach.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <random>
+#include <utility>
 #include <vector>
+
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <umb_plox_ipl/umb_plox_ipl.h>
 
@@ -15,6 +22,8 @@
 #include "lib/core/handle_registry.h"
 #include "lib/core/settings.h"
 #include "lib/process/reverse_pixels.h"
+#include "lib/process/transform.h"
+#include "lib/process/turn_blocks.h"
 
 namespace plox::ipl::lib {
 namespace {
@@ -62,6 +71,130 @@ TEST_P(ReversePixels, EveryLengthMatchesTheReference) {
 
 INSTANTIATE_TEST_SUITE_P(PixelSizes, ReversePixels,
                          testing::Combine(testing::Values(1, 2, 3, 4, 6, 8, 12), testing::Bool()));
+
+// Pixel (x, y) of a w x h result: the transposed source, then rows and columns mirrored.
+const std::uint8_t* turned_pixel(const Bytes& source, std::size_t source_stride, std::size_t size, std::size_t w,
+                                 std::size_t h, bool mirror_rows, bool mirror_columns, std::size_t x, std::size_t y) {
+    const std::size_t column = mirror_rows ? h - 1 - y : y;
+    const std::size_t row = mirror_columns ? w - 1 - x : x;
+    return &source[row * source_stride + column * size];
+}
+
+// A copy of some bytes between two inaccessible pages, flush against one of them: a kernel that
+// reads before its first row or past its last one faults instead of passing unnoticed.
+class FencedBytes {
+public:
+    FencedBytes(const Bytes& content, bool flush_with_end)
+        : page_(static_cast<std::size_t>(sysconf(_SC_PAGESIZE))),
+          span_((content.size() + page_ - 1) / page_ * page_ + 2 * page_) {
+        void* base = mmap(nullptr, span_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (base == MAP_FAILED) throw std::bad_alloc();
+        base_ = static_cast<std::uint8_t*>(base);
+        mprotect(base_, page_, PROT_NONE);
+        mprotect(base_ + span_ - page_, page_, PROT_NONE);
+        data_ = flush_with_end ? base_ + span_ - page_ - content.size() : base_ + page_;
+        std::copy(content.begin(), content.end(), data_);
+    }
+    ~FencedBytes() { munmap(base_, span_); }
+    FencedBytes(const FencedBytes&) = delete;
+    FencedBytes& operator=(const FencedBytes&) = delete;
+
+    const std::uint8_t* data() const { return data_; }
+
+private:
+    std::size_t page_;
+    std::size_t span_;
+    std::uint8_t* base_ = nullptr;
+    std::uint8_t* data_ = nullptr;
+};
+
+class TurnBlocks : public testing::TestWithParam<std::tuple<std::size_t, bool, bool>> {};
+
+// Result sides 0..300 against sides at and around the block side and the short rows that 3-byte
+// blocks cannot load; result rows are padded so that a write outside the whole blocks shows.
+TEST_P(TurnBlocks, WholeBlocksMatchTheReferenceAndNothingElseIsTouched) {
+    const auto [size, mirror_rows, mirror_columns] = GetParam();
+    std::vector<std::pair<std::size_t, std::size_t>> sides;
+    for (std::size_t n = 0; n <= 300; ++n) {
+        for (const std::size_t m : {1, 4, 5, 6, 7, 9, 17, 33}) {
+            sides.emplace_back(n, m);
+            sides.emplace_back(m, n);
+        }
+    }
+    for (const auto& [w, h] : sides) {
+        const std::size_t source_stride = h * size;
+        const std::size_t result_stride = w * size + 16;
+        const Bytes source = random_bytes(w * source_stride, static_cast<unsigned>(w * 1000 + h));
+        for (const bool flush_with_end : {false, true}) {
+            const FencedBytes fenced(source, flush_with_end);
+            Bytes result(h * result_stride, 0xA5);
+            const Turn turn{fenced.data(), static_cast<std::ptrdiff_t>(source_stride), result.data(),
+                            static_cast<std::ptrdiff_t>(result_stride), w, h, mirror_rows, mirror_columns};
+            const std::size_t side = turn_blocks(turn, size, 0, h);
+            const std::size_t block_w = side == 0 ? 0 : w - w % side;
+            const std::size_t block_h = side == 0 ? 0 : h - h % side;
+            for (std::size_t y = 0; y < h; ++y) {
+                for (std::size_t x = 0; x < result_stride / size; ++x) {
+                    const std::uint8_t* got = &result[y * result_stride + x * size];
+                    if (y < block_h && x < block_w) {
+                        const std::uint8_t* want =
+                            turned_pixel(source, source_stride, size, w, h, mirror_rows, mirror_columns, x, y);
+                        ASSERT_TRUE(std::equal(got, got + size, want)) << w << "x" << h << " at " << x << "," << y;
+                    } else {
+                        ASSERT_TRUE(std::all_of(got, got + size, [](std::uint8_t b) { return b == 0xA5; }))
+                            << w << "x" << h << " wrote outside its blocks at " << x << "," << y;
+                    }
+                }
+            }
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(PixelSizesAndMirrors, TurnBlocks,
+                         testing::Combine(testing::Values(1, 2, 3), testing::Bool(), testing::Bool()));
+
+TEST(TurnBlocksSetting, SimdOffLeavesEverythingToTheCaller) {
+    const SimdSetting setting(false);
+    const Bytes source = random_bytes(64 * 64 * 3, 5);
+    Bytes result(64 * 64 * 3, 0xA5);
+    const Turn turn{source.data(), 64 * 3, result.data(), 64 * 3, 64, 64, false, false};
+    for (const std::size_t size : {1, 2, 3}) EXPECT_EQ(turn_blocks(turn, size, 0, 64), 0u);
+    EXPECT_EQ(result, Bytes(64 * 64 * 3, 0xA5));
+}
+
+class QuarterTurns : public testing::TestWithParam<std::tuple<std::uint32_t, bool>> {};
+
+// The whole path: blocks and the edge tiles they leave.
+TEST_P(QuarterTurns, EverySmallImageMatchesTheReference) {
+    const auto [code, simd] = GetParam();
+    const SimdSetting setting(simd);
+    const PixelFormatInfo& format = pixel_format(code);
+    const std::size_t size = format.storage_bits_per_pixel / 8;
+    const Transform transforms[] = {rotation(90), rotation(270), {true, false, false}, {true, true, true}};
+    for (const Transform& transform : transforms) {
+        for (std::size_t sw = 1; sw <= 40; ++sw) {
+            for (std::size_t sh = 1; sh <= 40; ++sh) {
+                Bytes pixels = random_bytes(sw * sh * size, static_cast<unsigned>(sw * 100 + sh));
+                const Image source(format, sw, sh, pixels.data(), pixels.size());
+                const auto result = transformed(source, transform);
+                ASSERT_EQ(result->width(), sh);
+                for (std::size_t y = 0; y < sw; ++y) {
+                    for (std::size_t x = 0; x < sh; ++x) {
+                        const std::uint8_t* want = turned_pixel(pixels, sw * size, size, sh, sw, transform.mirror_rows,
+                                                                transform.mirror_columns, x, y);
+                        ASSERT_TRUE(std::equal(want, want + size, result->row(y) + x * size))
+                            << sw << "x" << sh << " at " << x << "," << y;
+                    }
+                }
+            }
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, QuarterTurns,
+                         testing::Combine(testing::Values(PLOX_IPL_PIXEL_FORMAT_Mono8, PLOX_IPL_PIXEL_FORMAT_Mono16,
+                                                          PLOX_IPL_PIXEL_FORMAT_RGB8),
+                                          testing::Bool()));
 
 PLOX_IPL_IMAGE_HANDLE mono8(std::size_t width, std::size_t height) {
     PLOX_IPL_IMAGE_HANDLE image = nullptr;
