@@ -58,9 +58,13 @@ def main():
     rng = np.random.default_rng(1)
     rows = transform_rows(rng) + pixel_line_rows(rng)
     # Histogram, binning and decimation: the other operations' rows, same run.
+    import process_colour
+    import process_lut
     import process_reduce
 
     rows += process_reduce.rows()
+    rows += process_colour.rows()
+    rows += process_lut.rows()
     print_table(rows)
 
 

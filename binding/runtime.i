@@ -11,7 +11,11 @@
 
 #include "ipl/Exception.h"
 #include "ipl/Binning.h"
+#include "ipl/ColorCorrector.h"
+#include "ipl/EdgeEnhancement.h"
 #include "ipl/Decimation.h"
+#include "ipl/Gain.h"
+#include "ipl/GammaCorrector.h"
 #include "ipl/Histogram.h"
 #include "ipl/Image.h"
 #include "ipl/ImageConverter.h"

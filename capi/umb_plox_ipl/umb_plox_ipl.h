@@ -3,7 +3,11 @@
 #define UMB_PLOX_IPL_H
 
 #include "binning.h"
+#include "color_corrector.h"
+#include "edge_enhancement.h"
 #include "decimation.h"
+#include "gain.h"
+#include "gamma_corrector.h"
 #include "histogram.h"
 #include "image.h"
 #include "image_converter.h"
