@@ -2,13 +2,15 @@
 
 import argparse
 import os
+import re
 import sys
 
 import numpy as np
 
 from . import (ConversionMode_Classic, ConversionMode_Fast, ConversionMode_HighQuality, Exception as LibraryError,
-               Image, ImageConverter, ImageFormatNotSupportedException, ImageReader, ImageWriter, Library,
-               pixel_format, pixel_format_names)
+               Image, ImageConverter, ImageFormatNotSupportedException, ImageReader, ImageWriter,
+               ImageWriterJPEGParameter, ImageWriterPNGParameter, Library, __version__, pixel_format,
+               pixel_format_names)
 
 _BAYER_NAMES = {0: "Unknown", 1: "-", 2: "GR", 3: "RG", 4: "GB", 5: "BG"}
 _MODES = {"fast": ConversionMode_Fast, "hq": ConversionMode_HighQuality, "classic": ConversionMode_Classic}
@@ -65,6 +67,29 @@ def _info(_args):
     return 0
 
 
+def _number(low, high=None):
+    """An argparse type for whole numbers from `low` (to `high`)."""
+
+    def parse(text):
+        try:
+            value = int(text)
+        except ValueError:
+            raise argparse.ArgumentTypeError(f"expected a whole number, not {text!r}") from None
+        if value < low or (high is not None and value > high):
+            span = f"{low} to {high}" if high is not None else f"at least {low}"
+            raise argparse.ArgumentTypeError(f"must be {span}, not {value}")
+        return value
+
+    return parse
+
+
+def _message(error):
+    """The library's description without its "[Error-Code: ... | Error-Description: ...]" frame."""
+    text = str(error)
+    match = re.fullmatch(r"\[Error-Code: [^|]*\| Error-Description: (.*)\]", text, re.DOTALL)
+    return match.group(1) if match else text
+
+
 def _load(path, args):
     if args.format is None:
         return ImageReader.Read(path)
@@ -74,11 +99,25 @@ def _load(path, args):
         fmt = pixel_format(args.format)
     except ValueError as e:
         raise UserError(str(e)) from None
-    data = np.fromfile(path, np.uint8)
+    size = os.path.getsize(path)
     needed = fmt.CalculateStorageSizeOfPixels(args.width * args.height)
-    if data.size < needed:
-        raise UserError(f"{path} has {data.size} bytes, a {args.width}x{args.height} {args.format} frame needs {needed}")
+    # A dump is exactly one frame: any other size means the geometry or format is wrong.
+    if size - args.offset != needed:
+        skipped = f" after the {args.offset}-byte offset" if args.offset else ""
+        raise UserError(f"{path} has {max(size - args.offset, 0)} bytes{skipped}; a {args.width}x{args.height} "
+                        f"{fmt.Name()} frame needs {needed}")
+    data = np.fromfile(path, np.uint8, offset=args.offset)
     return Image.CreateFromSizeAndPythonBuffer(fmt.PixelFormatName(), data, args.width, args.height)
+
+
+def _picture_format(image, ending):
+    """What a file gets when --to does not say: colour for a mosaic, the image's own format otherwise."""
+    fmt = image.PixelFormat()
+    if not fmt.IsBayered():
+        return None
+    # PNG and RAW keep 10 and 12 bits; the other types hold 8.
+    bits = fmt.NumSignificantBitsPerChannel()
+    return pixel_format(f"RGB{bits}" if ending in (".png", ".raw") and bits in (10, 12) else "RGB8")
 
 
 def _fallback_format(image):
@@ -88,44 +127,103 @@ def _fallback_format(image):
     return pixel_format("Mono8" if grey else "RGB8")
 
 
+def _write(target, image, quality):
+    ending = os.path.splitext(target)[1].lower()
+    if quality is not None and ending in (".jpg", ".jpeg"):
+        parameter = ImageWriterJPEGParameter()
+        parameter.Quality = quality
+        ImageWriter.WriteAsJPG(target, image, parameter)
+    elif quality is not None and ending == ".png":
+        parameter = ImageWriterPNGParameter()
+        parameter.Quality = quality
+        ImageWriter.WriteAsPNG(target, image, parameter)
+    else:
+        ImageWriter.Write(target, image)
+
+
 def _convert_one(source, target, args, converter):
     image = _load(source, args)
-    if args.to is not None:
-        try:
-            image = converter.Convert(image, pixel_format(args.to))
-        except ValueError as e:
-            raise UserError(str(e)) from None
+    wanted = pixel_format(args.to) if args.to is not None else _picture_format(image, _ending_of(target))
+    if wanted is not None and wanted.PixelFormatName() != image.PixelFormat().PixelFormatName():
+        image = converter.Convert(image, wanted)
     try:
-        ImageWriter.Write(target, image)
+        _write(target, image, args.quality)
     except ImageFormatNotSupportedException:
         if args.to is not None:
             raise
-        ImageWriter.Write(target, converter.Convert(image, _fallback_format(image)))
+        _write(target, converter.Convert(image, _fallback_format(image)), args.quality)
 
 
-def _progress(done, total):
-    width = 30
-    filled = width * done // total
-    sys.stderr.write(f"\r[{'#' * filled}{'.' * (width - filled)}] {done}/{total}")
-    if done == total:
-        sys.stderr.write("\n")
-    sys.stderr.flush()
+def _ending_of(path):
+    return os.path.splitext(path)[1].lower()
+
+
+class _Progress:
+    """A bar on stderr when it is a terminal; every message starts on a line of its own."""
+
+    def __init__(self, total):
+        self.total = total
+        self.shown = sys.stderr.isatty() and total > 1
+        self.open = False
+
+    def step(self, done):
+        if not self.shown:
+            return
+        width = 30
+        filled = width * done // self.total
+        sys.stderr.write(f"\r[{'#' * filled}{'.' * (width - filled)}] {done}/{self.total}")
+        sys.stderr.flush()
+        self.open = done < self.total
+        if not self.open:
+            sys.stderr.write("\n")
+
+    def say(self, line):
+        if self.open:
+            sys.stderr.write("\n")
+            self.open = False
+        print(line, file=sys.stderr)
+
+
+def _is_folder(output, sources):
+    # An output without a file ending, or ending in a separator, names a folder (made if new).
+    return len(sources) > 1 or os.path.isdir(output) or output.endswith(os.sep) or not _ending_of(output)
 
 
 def _convert(args):
     converter = ImageConverter()
     converter.SetConversionMode(_MODES[args.mode])
+    if args.to is not None:
+        try:
+            pixel_format(args.to)
+        except ValueError as e:
+            raise UserError(str(e)) from None
     *sources, output = args.paths
     if not sources:
         raise UserError("convert needs an input and an output")
-    if len(sources) == 1 and not os.path.isdir(output):
+    if not _is_folder(output, sources):
         _convert_one(sources[0], output, args, converter)
         return 0
+    targets = [os.path.join(output, os.path.splitext(os.path.basename(s))[0] + args.ending) for s in sources]
+    first = {}
+    for source, target in zip(sources, targets):
+        if target in first:
+            raise UserError(f"{first[target]} and {source} would both write {target}")
+        first[target] = source
     os.makedirs(output, exist_ok=True)
-    for done, source in enumerate(sources, 1):
-        stem = os.path.splitext(os.path.basename(source))[0]
-        _convert_one(source, os.path.join(output, stem + args.ending), args, converter)
-        _progress(done, len(sources))
+    progress = _Progress(len(sources))
+    failures = []
+    for done, (source, target) in enumerate(zip(sources, targets), 1):
+        try:
+            _convert_one(source, target, args, converter)
+        except (UserError, LibraryError, OSError) as e:
+            failures.append((source, _message(e)))
+            progress.say(f"plox-ipl: error: {_message(e)}")
+        progress.step(done)
+    if failures:
+        print(f"plox-ipl: {len(failures)} of {len(sources)} inputs failed:", file=sys.stderr)
+        for source, _ in failures:
+            print(f"  {source}", file=sys.stderr)
+        return 1
     return 0
 
 
@@ -138,21 +236,33 @@ def _demo(args):
     return 0
 
 
+class _Parser(argparse.ArgumentParser):
+    """Usage mistakes in one line, like every other error of the tool."""
+
+    def error(self, message):
+        self.exit(2, f"plox-ipl: error: {message} (see {self.prog} --help)\n")
+
+
 def _parser():
-    parser = argparse.ArgumentParser(prog="plox-ipl", description="Camera image processing from the command line.")
+    parser = _Parser(prog="plox-ipl", description="Camera image processing from the command line.")
+    parser.add_argument("--version", action="version",
+                        version=f"plox-ipl {__version__} (library {Library.Version().ToString()})")
     commands = parser.add_subparsers(dest="command", required=True)
     commands.add_parser("info", help="version, settings, every pixel format and the conversions").set_defaults(
         run=_info)
     convert = commands.add_parser(
         "convert", help="convert image files or raw camera dumps",
         description="Convert INPUT to OUTPUT (the file ending chooses the type), or several inputs into the folder "
-                    "OUTPUT.")
+                    "OUTPUT. A Bayer mosaic becomes colour unless --to asks for a Bayer format.")
     convert.add_argument("paths", nargs="+", metavar="INPUT... OUTPUT")
     convert.add_argument("--to", metavar="FORMAT", help="pixel format to convert to, e.g. RGB8 or Mono12")
     convert.add_argument("--mode", choices=sorted(_MODES), default="fast", help="demosaicing mode")
     convert.add_argument("--format", metavar="NAME", help="read inputs as headerless dumps of this pixel format")
-    convert.add_argument("--width", type=int, help="width of a headerless dump")
-    convert.add_argument("--height", type=int, help="height of a headerless dump")
+    convert.add_argument("--width", type=_number(1), help="width of a headerless dump")
+    convert.add_argument("--height", type=_number(1), help="height of a headerless dump")
+    convert.add_argument("--offset", type=_number(0), default=0, help="header bytes to skip in a dump")
+    convert.add_argument("--quality", type=_number(0, 100),
+                         help="JPEG quality 1-100 (default 75), PNG compression effort 0-100 (default 100)")
     convert.add_argument("--ending", choices=_ENDINGS, default=".png", help="file type written into a folder")
     convert.set_defaults(run=_convert)
     demo = commands.add_parser("demo", help="convert a synthetic camera frame with each mode and write files")
@@ -166,7 +276,7 @@ def main(argv=None):
     try:
         return args.run(args)
     except (UserError, LibraryError, OSError) as e:
-        print(f"plox-ipl: error: {e}", file=sys.stderr)
+        print(f"plox-ipl: error: {_message(e)}", file=sys.stderr)
         return 2
 
 

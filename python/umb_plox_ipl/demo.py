@@ -58,6 +58,10 @@ def run(output="plox-demo", width=1920, height=1200):
     rgb8 = PixelFormat(PixelFormatName_RGB8)
     converter = ImageConverter(frame.PixelFormat(), rgb8, width, height, 2)
     os.makedirs(output, exist_ok=True)
+    # The camera dump itself, for trying the README's example and `plox-ipl convert --format`.
+    dump = os.path.join(output, "frame.bin")
+    stream.tofile(dump)
+    print(f"Camera dump: {dump} ({width}x{height} BayerRG12p, {stream.size} bytes, no header)")
     rows = []
     results = {}
     for name, mode in (("Fast", ConversionMode_Fast), ("Classic", ConversionMode_Classic),
