@@ -80,9 +80,12 @@ def test_demo_writes_files_and_the_readme_example_runs(tmp_path):
     assert {"chart.png", "chart.jpg", "chart.bmp", "chart.raw", "frame.bin"} <= set(os.listdir(tmp_path / "plox-demo"))
     assert "HighQuality" in result.stdout and "Mpix/s" in result.stdout
     readme = open(os.path.join(os.path.dirname(__file__), "..", "README.md"), encoding="utf-8").read()
-    example = readme.split("```python\n", 1)[1].split("```", 1)[0]
-    subprocess.run([sys.executable, "-c", example], cwd=tmp_path, check=True, timeout=120)
+    # Every Python block, in order, as a reader pastes them one after the other.
+    blocks = [part.split("```", 1)[0] for part in readme.split("```python\n")[1:]]
+    assert len(blocks) >= 3
+    subprocess.run([sys.executable, "-c", "\n".join(blocks)], cwd=tmp_path, check=True, timeout=120)
     assert PILImage.open(tmp_path / "frame.png").size == (1920, 1200)
+    assert PILImage.open(tmp_path / "frame.jpg").size == (1920, 1200)
 
 
 @pytest.mark.parametrize("name, values, ending, mode", [
