@@ -59,12 +59,16 @@ def main():
     rows = transform_rows(rng) + pixel_line_rows(rng)
     # Histogram, binning and decimation: the other operations' rows, same run.
     import process_colour
+    import process_hotpixel
     import process_lut
     import process_reduce
+    import process_sharpness
 
     rows += process_reduce.rows()
     rows += process_colour.rows()
     rows += process_lut.rows()
+    rows += process_hotpixel.rows()
+    rows += process_sharpness.rows()
     print_table(rows)
 
 

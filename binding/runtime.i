@@ -17,6 +17,7 @@
 #include "ipl/Gain.h"
 #include "ipl/GammaCorrector.h"
 #include "ipl/Histogram.h"
+#include "ipl/HotpixelCorrection.h"
 #include "ipl/Image.h"
 #include "ipl/ImageConverter.h"
 #include "ipl/ImageReader.h"

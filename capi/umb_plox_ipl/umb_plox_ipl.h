@@ -9,6 +9,7 @@
 #include "gain.h"
 #include "gamma_corrector.h"
 #include "histogram.h"
+#include "hotpixel_correction.h"
 #include "image.h"
 #include "image_converter.h"
 #include "image_io.h"
@@ -16,5 +17,6 @@
 #include "library.h"
 #include "pixel_format.h"
 #include "pixel_line.h"
+#include "sharpness.h"
 
 #endif
