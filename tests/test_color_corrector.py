@@ -114,6 +114,41 @@ def test_same_bytes_for_every_thread_count_and_simd_setting(restore_settings, na
     assert np.abs(results[0].astype(np.int64) - reference(name, data, WARM, 1.7)).max() <= 1
 
 
+def odd_address_copy(data):
+    """The same pixels in a buffer starting one byte past an aligned address."""
+    raw = np.zeros(data.nbytes + data.itemsize, np.uint8)
+    moved = raw[data.itemsize:].view(data.dtype).reshape(data.shape)
+    moved[...] = data
+    return moved
+
+
+# 31.9 is the largest factor with 10 fractional bits in 16 bits; 40 and -100 have no such form.
+EXTREME = [(31.9, -31.9, 0.001, -31.9, 31.9, 31.9, 0.5, -0.25, 31.9), (40.0, -3.0, 0.0, 0.0, 1.0, 0.0, 0.0, 0.0, -100.0),
+           (0.299, 0.587, 0.114, -0.1687, -0.3313, 0.5, 0.5, -0.4187, -0.0813)]
+
+
+@pytest.mark.parametrize("name", ["RGB8", "BGRa8"])
+@pytest.mark.parametrize("width", [1, 5, 63, 64, 65, 129, 200])
+@pytest.mark.parametrize("factors", [WARM] + EXTREME)
+def test_every_row_length_at_an_odd_address_with_and_without_simd(restore_settings, name, width, factors):
+    rng = np.random.default_rng(width)
+    data = random_data(name, width, 7, rng)
+    data[0] = 255  # sums far beyond 16 bits in both directions
+    data[1] = 0
+    data = odd_address_copy(data)
+    expected = reference(name, data, factors, 1.0)
+    c = corrector(factors)
+    results = []
+    for simd in (True, False):
+        ipl.Library.SetSIMDEnabled(simd)
+        results.append(ipl.get_numpy(c.Process(make_image(name, data))).copy())
+        in_place = odd_address_copy(data)
+        c.ProcessInPlace(make_image(name, in_place))
+        np.testing.assert_array_equal(in_place, results[-1])
+    np.testing.assert_array_equal(results[0], results[1])
+    assert np.abs(results[0].astype(np.int64) - expected).max() <= 1
+
+
 def test_factors_value_type():
     assert ipl.ColorCorrectionFactors() == ipl.ColorCorrectionFactors(0, 0, 0, 0, 0, 0, 0, 0, 0)
     values = tuple(float(k) + 0.25 for k in range(9))

@@ -151,6 +151,36 @@ def test_same_bytes_for_every_thread_count_and_simd_setting(restore_settings, ki
             assert np.array_equal(got, first), (simd, threads, multithreading)
 
 
+def odd_address_copy(data):
+    """The same samples in a buffer starting one byte past an aligned address."""
+    raw = np.zeros(data.nbytes + data.itemsize, np.uint8)
+    moved = raw[data.itemsize:].view(data.dtype).reshape(data.shape)
+    moved[...] = data
+    return moved
+
+
+@pytest.mark.parametrize("kind, name", [("gamma", "RGB8"), ("gamma", "BGRa8"), ("gamma", "Mono8"),
+                                        ("gain", "BayerGR8"), ("gain", "BayerBG8")])
+@pytest.mark.parametrize("width", [1, 7, 21, 22, 63, 64, 65, 129])
+def test_every_row_length_at_an_odd_address_with_and_without_simd(restore_settings, kind, name, width):
+    data = random_data(name, width, 5, np.random.default_rng(width))
+    data.reshape(-1)[:4] = (0, 127, 128, 255)  # either side of the bit that picks half a byte table
+    data = odd_address_copy(data)
+    if kind == "gamma":
+        operation, expected = corrector(0.3), gamma_reference(name, data, 0.3)
+    else:
+        operation, expected = gain(1.0, 3.5, 0.5, 1.75), gain_reference(name, data, 1.0, 3.5, 0.5, 1.75)
+    results = []
+    for simd in (True, False):
+        ipl.Library.SetSIMDEnabled(simd)
+        results.append(ipl.get_numpy(operation.Process(make_image(name, data))).copy())
+        in_place = odd_address_copy(data)
+        operation.ProcessInPlace(make_image(name, in_place))
+        np.testing.assert_array_equal(in_place, results[-1])
+    np.testing.assert_array_equal(results[0], results[1])
+    assert np.abs(results[0].astype(np.int64) - expected).max() <= 1
+
+
 def test_defaults_ranges_and_shared_settings():
     c = ipl.GammaCorrector()
     assert c.GammaCorrectionValue() == 1.0

@@ -55,6 +55,7 @@ StoredMatrix stored_matrix(const PixelFormatInfo& format, const ColourMatrix& fa
     sm.max = static_cast<float>(format.max_value());
     sm.mask = static_cast<std::uint16_t>(format.max_value());
     sm.channels = format.channels;
+    derive_fixed_point(sm);
     return sm;
 }
 

@@ -25,6 +25,8 @@ public:
 
     unsigned bits() const noexcept { return bits_; }
     std::uint32_t max_value() const noexcept { return max_; }
+    // f(value) for values 0..max.
+    const std::uint16_t* values() const noexcept { return values_.data(); }
     // Values beyond max (stray high bits in a 16-bit container) are computed rather than looked
     // up, so a table changes the speed of an operation and nothing else.
     std::uint16_t operator()(std::uint32_t value) const {
@@ -54,8 +56,18 @@ ChannelTables channel_tables(const PixelFormatInfo& format, const LookupTable& a
 // Formats whose samples a table can map: integer values in their own 8 or 16-bit containers.
 bool lookup_table_supports(const PixelFormatInfo& format);
 
+// What a value with bits above its depth (stray data in a 16-bit container) maps to.
+enum class StrayBits {
+    ignored,   // the table's value for the significant bits
+    computed,  // the table's function of the whole value
+};
+
 // target = tables(source), in strips; target has the source's format and size and may be the
-// source itself. Channels without a table are copied.
+// source itself. Channels without a table are copied. The caller has checked the format with
+// lookup_table_supports.
+void map_through_tables(const Image& source, const Image& target, const ChannelTables& tables, StrayBits stray);
+
+// map_through_tables with stray bits computed, after refusing formats a table cannot map.
 void apply_lookup_tables(const Image& source, Image& target, const ChannelTables& tables);
 
 // The tables of one setting, a table per depth built on first use and all rebuilt when the

@@ -14,7 +14,10 @@
 #include <thread>
 #include <vector>
 
+#include <hwy/targets.h>
+
 #include "lib/convert/convert.h"
+#include "lib/process/lookup_rows_simd.h"
 
 using namespace plox::ipl::lib;
 
@@ -165,6 +168,79 @@ TEST(LookupTableCache, ReadersGetTheTableOfTheirSettingWhileAnotherThreadChanges
     stop = true;
     writer.join();
     EXPECT_EQ(mismatches.load(), 0);
+}
+
+// Restricts the dispatch to one target while alive.
+struct OnlyTarget {
+    explicit OnlyTarget(std::int64_t target) { hwy::SetSupportedTargetsForTest(target); }
+    ~OnlyTarget() { hwy::SetSupportedTargetsForTest(0); }
+    OnlyTarget(const OnlyTarget&) = delete;
+    OnlyTarget& operator=(const OnlyTarget&) = delete;
+};
+
+// Position classes as a Bayer row, a uniform table, RGB with a table each, RGBa with alpha copied.
+class ByteRuns : public ::testing::TestWithParam<std::vector<int>> {};
+
+TEST_P(ByteRuns, VectorPathPlusScalarTailMatchesAPlainLoopOnEveryTarget) {
+    const std::vector<int>& kinds = GetParam();  // per class: which table, -1 for none
+    std::vector<std::vector<std::uint8_t>> tables(3, std::vector<std::uint8_t>(256));
+    std::mt19937 rng(static_cast<unsigned>(kinds.size()));
+    for (auto& table : tables) {
+        for (auto& v : table) v = static_cast<std::uint8_t>(rng());
+    }
+    std::vector<const std::uint8_t*> classes;
+    for (int k : kinds) classes.push_back(k < 0 ? nullptr : tables[static_cast<std::size_t>(k)].data());
+    const auto plan = byte_lookup_plan(classes.data(), static_cast<unsigned>(classes.size()));
+    for (std::int64_t bits = hwy::SupportedTargets(); bits != 0; bits &= bits - 1) {
+        SCOPED_TRACE(hwy::TargetName(bits & -bits));
+        const OnlyTarget only(bits & -bits);
+        // Every length through several vectors and every phase of a 3-byte pixel, at odd addresses.
+        for (std::size_t n = 0; n < 400; ++n) {
+            for (std::size_t offset : {0u, 1u}) {
+                std::vector<std::uint8_t> in(offset + n), out(offset + n, 0);
+                for (std::size_t i = offset; i < in.size(); ++i) in[i] = static_cast<std::uint8_t>(i * 37 + n);
+                std::vector<std::uint8_t> same = in;
+                const std::size_t done = map_bytes_simd(in.data() + offset, out.data() + offset, n, plan);
+                ASSERT_LE(done, n);
+                ASSERT_EQ(map_bytes_simd(same.data() + offset, same.data() + offset, n, plan), done);
+                for (std::size_t i = 0; i < done; ++i) {
+                    const std::uint8_t value = in[offset + i];
+                    const std::uint8_t* table = classes[i % classes.size()];
+                    const std::uint8_t expected = table != nullptr ? table[value] : value;
+                    ASSERT_EQ(out[offset + i], expected) << "byte " << i << " of " << n;
+                    ASSERT_EQ(same[offset + i], expected) << "in place, byte " << i << " of " << n;
+                }
+                for (std::size_t i = done; i < n; ++i) ASSERT_EQ(out[offset + i], 0) << "beyond the vectors: " << i;
+            }
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Classes, ByteRuns,
+                         ::testing::Values(std::vector<int>{0}, std::vector<int>{0, 1}, std::vector<int>{0, 0},
+                                           std::vector<int>{0, 1, 2}, std::vector<int>{2, 0, 2},
+                                           std::vector<int>{0, 0, 0, -1}, std::vector<int>{1, 2, 0, -1}));
+
+// Point operations read a value by its significant bits; apply_lookup_tables computes the whole
+// value, also in rows that mix clean and stray values and on the vector path's rows.
+TEST(LookupTable, StrayBitsAreIgnoredOrComputedAsAsked) {
+    const PixelFormatInfo& f = pixel_format(PLOX_IPL_PIXEL_FORMAT_BayerRG12);
+    const LookupTable red(12, [](std::uint32_t v) { return std::min<std::uint32_t>(v * 3, 4095); });
+    const LookupTable green(12, [](std::uint32_t v) { return v / 2; });
+    const Image source = random_image(PLOX_IPL_PIXEL_FORMAT_BayerRG12, 71, 9, 4);
+    Image ignored(f, 71, 9), computed(f, 71, 9);
+    map_through_tables(source, ignored, channel_tables(f, red, green, green), StrayBits::ignored);
+    map_through_tables(source, computed, channel_tables(f, red, green, green), StrayBits::computed);
+    std::size_t strays = 0;
+    for (std::size_t i = 0; i < 71 * 9; ++i) {
+        const std::uint32_t in = value_at(source, i);
+        const bool is_red = (i / 71) % 2 == 0 && (i % 71) % 2 == 0;
+        const auto f_of = [&](std::uint32_t v) { return is_red ? std::min<std::uint32_t>(v * 3, 4095) : v / 2; };
+        strays += in > 4095;
+        ASSERT_EQ(value_at(ignored, i), f_of(in & 4095)) << "value " << i << " was " << in;
+        ASSERT_EQ(value_at(computed, i), static_cast<std::uint16_t>(f_of(in))) << "value " << i << " was " << in;
+    }
+    EXPECT_GT(strays, 0u);
 }
 
 // ConvertToWithFactor multiplied each value in a plain loop, rounding half to even; its table
