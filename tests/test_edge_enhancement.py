@@ -1,7 +1,8 @@
 """EdgeEnhancement: the 3x3 unsharp mask against a NumPy reference written from its definition
 (mirrored border, luma detail added to R, G and B, round half up, saturate), OpenCV's filter2D
 with the equivalent kernel, factor 0 and flat images unchanged, contrast growing with the
-factor, the same bytes for every thread count and SIMD setting, settings and refusals."""
+factor, the same bytes for every thread count and SIMD setting, rows of every width around the
+vector lengths at unaligned addresses, in place across strip borders, settings and refusals."""
 
 import cv2
 import numpy as np
@@ -146,3 +147,50 @@ def test_unsupported_formats_are_refused_and_left_untouched(name):
     with pytest.raises(ipl.ImageFormatNotSupportedException, match=name):
         e.ProcessInPlace(image)
     assert bytes(data) == before
+
+
+def extreme_data(name, width, height, rng):
+    """Mostly 0 and max, so details reach +-8 max and sums saturate both ways."""
+    data = random_data(name, width, height, rng)
+    maximum = (1 << fmt_of(name).NumSignificantBitsPerChannel()) - 1
+    pick = rng.integers(0, 3, data.shape)
+    return np.where(pick == 0, data, np.where(pick == 1, maximum, 0)).astype(data.dtype)
+
+
+@pytest.mark.parametrize("name", ["Mono8", "RGB8", "BGRa8", "Mono12", "RGB12", "BGRa12", "Mono16"])
+@pytest.mark.parametrize("simd", [True, False])
+def test_every_row_width_around_the_vector_lengths(restore_settings, name, simd):
+    # Below one vector, exact multiples, one either side, and rows starting at odd addresses.
+    ipl.Library.SetSIMDEnabled(simd)
+    rng = np.random.default_rng(len(name))
+    for width in (1, 2, 7, 15, 16, 17, 31, 32, 33, 63, 64, 65, 127, 130):
+        for factor in (1, 64):
+            data = extreme_data(name, width, 5, rng)
+            expected = reference(name, data, factor)
+            np.testing.assert_array_equal(ipl.get_numpy(enhancement(factor).Process(make_image(name, data))),
+                                          expected, err_msg=f"width {width} factor {factor}")
+            # The same pixels one sample past an aligned start.
+            raw = np.zeros(data.size + 1, data.dtype)
+            shifted = raw[1:].reshape(data.shape)
+            shifted[...] = data
+            assert shifted.ctypes.data % 64 != 0
+            enhancement(factor).ProcessInPlace(make_image(name, shifted))
+            np.testing.assert_array_equal(shifted, expected, err_msg=f"in place, width {width} factor {factor}")
+
+
+@pytest.mark.parametrize("name, width, height", [("Mono8", 517, 1031), ("RGB8", 70000, 3), ("BGRa12", 40000, 2),
+                                                 ("Mono16", 300000, 4), ("RGBa8", 333, 777)])
+def test_in_place_across_strips_for_every_thread_count_and_simd_setting(restore_settings, name, width, height):
+    # Wide, low images give strips of one or two rows: every row is some strip's border, and the
+    # row mirrored below the last lies in another strip.
+    data = extreme_data(name, width, height, np.random.default_rng(width + height))
+    expected = reference(name, data, 40)
+    e = enhancement(40)
+    for simd in (True, False):
+        for threads in (1, 2, 8):
+            ipl.Library.SetSIMDEnabled(simd)
+            ipl.Library.SetMaxConcurrentThreads(threads)
+            ipl.Library.SetMultiThreadingEnabled(True)
+            in_place = data.copy()
+            e.ProcessInPlace(make_image(name, in_place))
+            np.testing.assert_array_equal(in_place, expected, err_msg=f"simd {simd} threads {threads}")

@@ -2,10 +2,16 @@
 
 #include <algorithm>
 #include <cstring>
+#include <deque>
+#include <mutex>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "../core/error.h"
+#include "../core/settings.h"
 #include "../core/strip_runner.h"
+#include "edge_rows.h"
 #include "output.h"
 
 namespace plox::ipl::lib {
@@ -21,16 +27,9 @@ bool enhanceable(const PixelFormatInfo& format) {
     return (mono || colour) && !format.is_packed() && !format.is_float;
 }
 
-// What a row kernel needs of the format: luma weights (16-bit fixed point, BT.601) per stored
-// channel and the significant bits. Colour channels are 0 to 2, alpha is 3.
-struct Shape {
-    unsigned channels;
-    std::int32_t weight[3];
-    std::int32_t max;
-};
-
-Shape shape_of(const PixelFormatInfo& format) {
-    Shape s{format.channels, {0, 0, 0}, static_cast<std::int32_t>(format.max_value())};
+EdgeShape shape_of(const PixelFormatInfo& format, std::uint32_t factor) {
+    EdgeShape s{format.channels, {0, 0, 0}, static_cast<std::uint16_t>(format.max_value()),
+                static_cast<std::int32_t>(format.max_value()), static_cast<std::int32_t>(factor)};
     if (format.family == Family::mono) return s;
     s.weight[format.layout.red] = 19595;
     s.weight[format.layout.green] = 38470;
@@ -38,82 +37,95 @@ Shape shape_of(const PixelFormatInfo& format) {
     return s;
 }
 
-// The values (grey or luma) of one row, with one mirrored column at each end.
-template <unsigned kChannels, class T>
-void luma_row(const T* in, const Shape& s, std::size_t width, std::int32_t* out) {
-    const auto mask = static_cast<std::uint32_t>(s.max);
-    if constexpr (kChannels == 1) {
-        for (std::size_t x = 0; x < width; ++x) out[x + 1] = static_cast<std::int32_t>(in[x] & mask);
-    } else {
-        const auto w0 = static_cast<std::uint32_t>(s.weight[0]);
-        const auto w1 = static_cast<std::uint32_t>(s.weight[1]);
-        const auto w2 = static_cast<std::uint32_t>(s.weight[2]);
-        for (std::size_t x = 0; x < width; ++x) {
-            const T* p = in + x * kChannels;
-            const std::uint32_t sum = 32768 + w0 * (p[0] & mask) + w1 * (p[1] & mask) + w2 * (p[2] & mask);
-            out[x + 1] = static_cast<std::int32_t>(sum >> 16);
-        }
-    }
-    out[0] = out[1 + mirror_index(-1, width)];
-    out[width + 1] = out[1 + mirror_index(static_cast<std::ptrdiff_t>(width), width)];
+// 8-bit values, their column sums and details fit in 16 bits; wider ones take 32.
+template <class T>
+using Value = std::conditional_t<sizeof(T) == 1, std::int16_t, std::int32_t>;
+
+template <class T>
+void values_row(const T* in, std::size_t width, const EdgeShape& s, bool simd, const Value<T>* above,
+                const Value<T>* centre, Value<T>* values, Value<T>* sums) {
+    const std::size_t done = simd ? edge_values_row_simd(in, width, s, above, centre, values, sums) : 0;
+    edge_values_row(in, done, width, s, above, centre, values, sums);
 }
 
-// Every channel but alpha (channel 3) gets the delta of its pixel.
-template <unsigned kChannels, class T>
-void add_deltas(const T* in, const std::int32_t* delta, const Shape& s, std::size_t width, T* out) {
-    const auto mask = static_cast<std::uint32_t>(s.max);
-    constexpr unsigned kSharpened = kChannels == 4 ? 3 : kChannels;
-    for (std::size_t x = 0; x < width; ++x) {
-        const T* p = in + x * kChannels;
-        T* q = out + x * kChannels;
-        for (unsigned c = 0; c < kSharpened; ++c)
-            q[c] = static_cast<T>(std::clamp(static_cast<std::int32_t>(p[c] & mask) + delta[x], 0, s.max));
-        if constexpr (kChannels == 4) q[3] = p[3];
-    }
+template <class T>
+void apply_row(const T* in, std::size_t width, const EdgeShape& s, bool simd, const Value<T>* centre,
+               const Value<T>* sums, T* out) {
+    const std::size_t done = simd ? edge_apply_row_simd(in, width, s, centre, sums, out) : 0;
+    edge_apply_row(in, done, width, s, centre, sums, out);
 }
 
-template <unsigned kChannels, class T>
-void enhance_strip(const Strip<T, T>& strip, const Shape& s, std::int32_t factor) {
+// In place, rows that another strip reads (a strip's first and last) and the row mirrored
+// below the image's last are written to the side and copied in once every strip is done.
+template <class T>
+class HeldRows {
+public:
+    HeldRows(const Image& image, std::size_t samples) : image_(image), samples_(samples) {}
+    HeldRows(const HeldRows&) = delete;
+    HeldRows& operator=(const HeldRows&) = delete;
+
+    bool holds(std::size_t y, std::size_t first, std::size_t end) const noexcept {
+        return y == first || y + 1 == end || y + 2 == image_.height();
+    }
+
+    T* hold(std::size_t y) {
+        std::lock_guard lock(mutex_);
+        rows_.emplace_back(y, std::vector<T>(samples_));
+        return rows_.back().second.data();
+    }
+
+    void release() const {
+        for (const auto& [y, row] : rows_) std::memcpy(image_.row<T>(y), row.data(), samples_ * sizeof(T));
+    }
+
+private:
+    const Image& image_;
+    std::size_t samples_;
+    std::mutex mutex_;
+    std::deque<std::pair<std::size_t, std::vector<T>>> rows_;  // a deque keeps earlier rows in place
+};
+
+// Each row's values are computed once, with the column sums of the row above them, so a row's
+// data is touched twice while it is in cache.
+template <class T>
+void enhance_strip(const Strip<T, T>& strip, const EdgeShape& s, bool simd, HeldRows<T>* held) {
     const std::size_t width = strip.width();
-    const std::size_t padded = width + 2;
-    std::vector<std::int32_t> lines(3 * padded);
-    std::vector<std::int32_t> columns(padded);
-    std::vector<std::int32_t> delta(width);
-    std::int32_t* rows[3] = {lines.data(), lines.data() + padded, lines.data() + 2 * padded};
+    std::vector<Value<T>> lines(3 * width + width + 2);
+    Value<T>* rows[3] = {lines.data(), lines.data() + width, lines.data() + 2 * width};
+    Value<T>* sums = lines.data() + 3 * width;
     const auto first = static_cast<std::ptrdiff_t>(strip.first());
-    luma_row<kChannels>(strip.source(first - 1), s, width, rows[0]);
-    luma_row<kChannels>(strip.source(first), s, width, rows[1]);
+    values_row<T>(strip.source(first - 1), width, s, simd, nullptr, nullptr, rows[0], nullptr);
+    values_row<T>(strip.source(first), width, s, simd, nullptr, nullptr, rows[1], nullptr);
     for (std::size_t y = strip.first(); y < strip.end(); ++y) {
-        luma_row<kChannels>(strip.source(static_cast<std::ptrdiff_t>(y) + 1), s, width, rows[2]);
-        for (std::size_t x = 0; x < padded; ++x) columns[x] = rows[0][x] + rows[1][x] + rows[2][x];
-        const std::int32_t* centre = rows[1];
-        for (std::size_t x = 0; x < width; ++x) {
-            const std::int32_t detail = 9 * centre[x + 1] - (columns[x] + columns[x + 1] + columns[x + 2]);
-            // An arithmetic shift floors, so this rounds half up for negative details too.
-            delta[x] = (factor * detail + 32) >> 6;
-        }
-        add_deltas<kChannels>(strip.source(static_cast<std::ptrdiff_t>(y)), delta.data(), s, width, strip.target(y));
+        values_row<T>(strip.source(static_cast<std::ptrdiff_t>(y) + 1), width, s, simd, rows[0], rows[1], rows[2],
+                      sums + 1);
+        sums[0] = sums[1 + mirror_index(-1, width)];
+        sums[width + 1] = sums[1 + mirror_index(static_cast<std::ptrdiff_t>(width), width)];
+        T* out = held && held->holds(y, strip.first(), strip.end()) ? held->hold(y) : strip.target(y);
+        apply_row<T>(strip.source(static_cast<std::ptrdiff_t>(y)), width, s, simd, rows[1], sums, out);
         std::rotate(rows, rows + 1, rows + 3);
     }
 }
 
 template <class T>
-void enhance_rows(const Image& source, const Image& target, const Shape& s, std::int32_t factor) {
-    const StripPlan plan{1, 1};
-    run_strips<T, T>(source, target, plan, [&](const Strip<T, T>& strip) {
-        switch (s.channels) {
-            case 1: return enhance_strip<1>(strip, s, factor);
-            case 3: return enhance_strip<3>(strip, s, factor);
-            default: return enhance_strip<4>(strip, s, factor);
-        }
-    });
+void enhance_rows(const Image& source, const Image& target, const EdgeShape& s) {
+    const bool simd = Settings::instance().simd_enabled();
+    if (source.data() != target.data()) {
+        run_strips<T, T>(source, target, StripPlan{1, 1},
+                         [&](const Strip<T, T>& strip) { enhance_strip<T>(strip, s, simd, nullptr); });
+        return;
+    }
+    // No strip overwrites a row that another reads: those are held until the end.
+    HeldRows<T> held(target, target.width() * s.channels);
+    run_strips<T, T>(source, target, StripPlan{1, 0},
+                     [&](const Strip<T, T>& strip) { enhance_strip<T>(strip, s, simd, &held); });
+    held.release();
 }
 
 void enhance(const Image& source, const Image& target, std::uint32_t factor) {
-    const Shape s = shape_of(source.format());
-    const auto f = static_cast<std::int32_t>(factor);
-    if (source.format().storage_bits == 8) enhance_rows<std::uint8_t>(source, target, s, f);
-    else enhance_rows<std::uint16_t>(source, target, s, f);
+    const EdgeShape s = shape_of(source.format(), factor);
+    if (source.format().storage_bits == 8) enhance_rows<std::uint8_t>(source, target, s);
+    else enhance_rows<std::uint16_t>(source, target, s);
 }
 
 }  // namespace
@@ -144,8 +156,7 @@ void EdgeEnhancement::process_in_place(Image& image) const {
     kSupport.require(format);
     const std::uint32_t factor = settings_.get();
     if (factor == 0) return;
-    // Each row reads its neighbours, which other strips overwrite: the result goes to scratch memory.
-    lib::process_in_place(image, format, image.width(), image.height(), InPlace::scratch,
+    lib::process_in_place(image, format, image.width(), image.height(), InPlace::direct,
                           [&](const Image& source, const Image& target) { enhance(source, target, factor); });
 }
 
