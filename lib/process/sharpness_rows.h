@@ -40,17 +40,23 @@ struct Arith<float> {
 #define PLOX_SHARPNESS_SAMPLE \
     const V *up, const V *mid, const V *down, std::size_t l, std::size_t x, std::size_t r
 
+// Gx^2 + Gy^2 of the 3x3 Sobel derivatives at column x.
+template <class V>
+inline typename Arith<V>::Square squared_gradient(PLOX_SHARPNESS_SAMPLE) {
+    using G = typename Arith<V>::Grad;
+    using Q = typename Arith<V>::Square;
+    const G gx = (G(up[r]) + 2 * G(mid[r]) + G(down[r])) - (G(up[l]) + 2 * G(mid[l]) + G(down[l]));
+    const G gy = (G(down[l]) + 2 * G(down[x]) + G(down[r])) - (G(up[l]) + 2 * G(up[x]) + G(up[r]));
+    return Q(gx) * Q(gx) + Q(gy) * Q(gy);
+}
+
 struct Tenengrad {
     template <class V>
     using Sum = typename Arith<V>::Sum;
 
     template <class V, class Acc>
     static void add(Acc& s, Acc&, PLOX_SHARPNESS_SAMPLE) {
-        using G = typename Arith<V>::Grad;
-        using Q = typename Arith<V>::Square;
-        const G gx = (G(up[r]) + 2 * G(mid[r]) + G(down[r])) - (G(up[l]) + 2 * G(mid[l]) + G(down[l]));
-        const G gy = (G(down[l]) + 2 * G(down[x]) + G(down[r])) - (G(up[l]) + 2 * G(up[x]) + G(up[r]));
-        s += Acc(Q(gx) * Q(gx) + Q(gy) * Q(gy));
+        s += Acc(squared_gradient(up, mid, down, l, x, r));
     }
 };
 
@@ -60,11 +66,7 @@ struct Sobel {
 
     template <class V, class Acc>
     static void add(Acc& s, Acc&, PLOX_SHARPNESS_SAMPLE) {
-        using G = typename Arith<V>::Grad;
-        using Q = typename Arith<V>::Square;
-        const G gx = (G(up[r]) + 2 * G(mid[r]) + G(down[r])) - (G(up[l]) + 2 * G(mid[l]) + G(down[l]));
-        const G gy = (G(down[l]) + 2 * G(down[x]) + G(down[r])) - (G(up[l]) + 2 * G(up[x]) + G(up[r]));
-        s += Acc(std::sqrt(double(Q(gx) * Q(gx) + Q(gy) * Q(gy))));
+        s += Acc(std::sqrt(double(squared_gradient(up, mid, down, l, x, r))));
     }
 };
 
