@@ -28,6 +28,7 @@
 #include "ipl/PixelLine.h"
 #include "ipl/Sharpness.h"
 #include "ipl/Types.h"
+#include "ipl/VideoWriter.h"
 %}
 
 %include <stdint.i>

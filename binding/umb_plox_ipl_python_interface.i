@@ -26,3 +26,4 @@
 %include "gamma_corrector.i"
 %include "gain.i"
 %include "image_io.i"
+%include "video.i"

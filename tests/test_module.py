@@ -49,6 +49,8 @@ CONSTANTS = {
     "Sharpness_SharpnessAlgorithm_HistogramVariance": 2, "Sharpness_SharpnessAlgorithm_Sobel": 3,
     "Sharpness_SharpnessROIWeight_Weak": 33, "Sharpness_SharpnessROIWeight_Medium": 66,
     "Sharpness_SharpnessROIWeight_Strong": 99,
+    "PLOX_IPL_VIDEO_ENCODER_RAW": 0, "PLOX_IPL_VIDEO_ENCODER_MJPEG": 1, "PLOX_IPL_VIDEO_CONTAINER_AVI": 0,
+    "PLOX_IPL_VIDEO_ENCODER_OPTION_QUALITY": 0, "PLOX_IPL_VIDEO_CONTAINER_OPTION_FRAMERATE": 0,
     "HotpixelCorrection_SensitivityLevel_Invalid": 0,
     **{f"HotpixelCorrection_SensitivityLevel_SensitivityLevel{n}": n for n in range(1, 6)},
     **{"PixelFormatName_" + name: code for name, code in PIXEL_FORMAT_CODES.items()},
@@ -72,8 +74,9 @@ ENTRY_COUNTS = {
     "NotPermittedException": 2, "TimeoutException": 2, "BufferTooSmallException": 1, "InvalidHandleException": 1,
     "Sharpness": 11, "SharpnessROI": 10,
     "HotpixelCorrection": 11,
+    "IEncoder": 5, "MJPEGEncoder": 6, "IContainer": 5, "AVIContainer": 5, "VideoWriter": 19,
 }
-WITHOUT_CONSTRUCTOR = {"Library", "BufferTooSmallException", "InvalidHandleException"}
+WITHOUT_CONSTRUCTOR = {"Library", "BufferTooSmallException", "InvalidHandleException", "IEncoder", "IContainer"}
 
 
 @pytest.mark.parametrize("cls, count", ENTRY_COUNTS.items())
@@ -93,6 +96,8 @@ FUNCTIONS = [
     "PixelFormatNameEnumEntryToString", "Size2D_New", "Point2D_New", "ScaleFactor_New", "Library_Version",
     "Library_MaxConcurrentThreads", "Library_SetMaxConcurrentThreads", "Library_MultiThreadingEnabled",
     "Library_SetMultiThreadingEnabled", "Library_SIMDEnabled", "Library_SetSIMDEnabled",
+    "CreateEncoder", "CreateContainer", "GetSupportedEncodersForAContainer", "GetSupportedContainersForAnEncoder",
+    "GetSupportedPixelFormats",
 ]
 
 

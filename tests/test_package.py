@@ -142,3 +142,12 @@ def test_star_import_leaves_the_builtin_exception_alone():
     assert "Exception" not in namespace
     assert namespace["ImageReader"] is ipl.ImageReader and namespace["from_numpy"] is ipl.from_numpy
     assert issubclass(ipl.IOException, ipl.Exception)
+
+
+def test_video_file_names_may_be_path_objects(tmp_path):
+    path = pathlib.Path(tmp_path) / "clip.avi"
+    writer = ipl.VideoWriter()
+    writer.Open(path)
+    writer.Append(ipl.from_numpy(RNG.integers(0, 256, (16, 16, 3), dtype=np.uint8), "RGB8"))
+    writer.Close()
+    assert path.stat().st_size > 0

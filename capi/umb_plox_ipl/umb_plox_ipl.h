@@ -18,5 +18,6 @@
 #include "pixel_format.h"
 #include "pixel_line.h"
 #include "sharpness.h"
+#include "video.h"
 
 #endif

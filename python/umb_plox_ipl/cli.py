@@ -1,4 +1,4 @@
-"""The plox-ipl command-line tool: library facts, file conversion and a demo."""
+"""The plox-ipl command-line tool: library facts, file conversion, videos and a demo."""
 
 import argparse
 import os
@@ -7,10 +7,10 @@ import sys
 
 import numpy as np
 
-from . import (ConversionMode_Classic, ConversionMode_Fast, ConversionMode_HighQuality, Exception as LibraryError,
-               Image, ImageConverter, ImageFormatNotSupportedException, ImageReader, ImageWriter,
-               ImageWriterJPEGParameter, ImageWriterPNGParameter, Library, __version__, pixel_format,
-               pixel_format_names)
+from . import (BusyException, ConversionMode_Classic, ConversionMode_Fast, ConversionMode_HighQuality,
+               Exception as LibraryError, Image, ImageConverter, ImageFormatNotSupportedException, ImageReader,
+               ImageWriter, ImageWriterJPEGParameter, ImageWriterPNGParameter, Library, VideoWriter, __version__,
+               pixel_format, pixel_format_names)
 
 _BAYER_NAMES = {0: "Unknown", 1: "-", 2: "GR", 3: "RG", 4: "GB", 5: "BG"}
 _MODES = {"fast": ConversionMode_Fast, "hq": ConversionMode_HighQuality, "classic": ConversionMode_Classic}
@@ -227,6 +227,55 @@ def _convert(args):
     return 0
 
 
+def _frame_files(paths):
+    """The image files named; a folder stands for the picture files in it, in name order."""
+    files = []
+    for path in paths:
+        if os.path.isdir(path):
+            files += sorted(os.path.join(path, name) for name in os.listdir(path) if _ending_of(name) in _ENDINGS)
+        else:
+            files.append(path)
+    if not files:
+        raise UserError(f"no image files in {' '.join(paths)}")
+    return files
+
+
+def _video(args):
+    *sources, output = args.paths
+    if not sources:
+        raise UserError("video needs frames and an output file")
+    if _ending_of(output) != ".avi":
+        raise UserError(f"the video is written as AVI: {output} must end in .avi")
+    files = _frame_files(sources)
+    writer = VideoWriter()
+    writer.Open(output)
+    progress = _Progress(len(files))
+    try:
+        writer.Container().SetFramerate(args.fps)
+        writer.Encoder().SetQuality(args.quality)
+        for done, path in enumerate(files, 1):
+            image = ImageReader.Read(path)
+            while True:
+                try:
+                    writer.Append(image)
+                    break
+                except BusyException:
+                    writer.WaitUntilFrameDone(60000)
+                except LibraryError as e:
+                    raise UserError(f"{path}: {_message(e)}") from None
+            progress.step(done)
+        writer.Close()
+    except BaseException:
+        # No half-made video stays behind when a frame or the disk fails, or the user interrupts.
+        if writer.IsOpen():
+            writer.Close()
+        if os.path.exists(output):
+            os.remove(output)
+        raise
+    print(f"{output}: {len(files)} frames at {args.fps:g} frames per second")
+    return 0
+
+
 def _demo(args):
     from . import demo
 
@@ -265,6 +314,14 @@ def _parser():
                          help="JPEG quality 1-100 (default 75), PNG compression effort 0-100 (default 100)")
     convert.add_argument("--ending", choices=_ENDINGS, default=".png", help="file type written into a folder")
     convert.set_defaults(run=_convert)
+    video = commands.add_parser(
+        "video", help="make a Motion-JPEG AVI video of image files",
+        description="Append the image files FRAMES (a folder stands for its picture files in name order) to the "
+                    "video OUTPUT.avi. Every frame must have the first one's size and format, sides divisible by 8.")
+    video.add_argument("paths", nargs="+", metavar="FRAMES... OUTPUT.avi")
+    video.add_argument("--fps", type=float, default=25.0, help="frames per second, 0.01 to 1000 (default 25)")
+    video.add_argument("--quality", type=_number(1, 100), default=90, help="JPEG quality 1-100 (default 90)")
+    video.set_defaults(run=_video)
     demo = commands.add_parser("demo", help="convert a synthetic camera frame with each mode and write files")
     demo.add_argument("--output", default="plox-demo", help="folder for the files (default ./plox-demo)")
     demo.set_defaults(run=_demo)
