@@ -5,7 +5,7 @@ VPY := $(VENV)/bin/python
 BUILD_DIR := build/py
 DEB_PACKAGES := g++ make libgtest-dev libhwy-dev libturbojpeg0-dev libpng-dev zlib1g-dev libopencv-imgproc-dev
 
-.PHONY: all deps install test test-cpp test-python demo bench clean
+.PHONY: all deps install test test-cpp test-python test-numpy1 demo bench clean
 .PHONY: sanitize-build test-sanitize fuzz-deps fuzz-build fuzz-seeds fuzz
 
 all: install
@@ -36,7 +36,24 @@ test-cpp: install
 test-python: install
 	$(VPY) -m pytest -q tests
 
-test: test-cpp test-python
+# NumPy 1.x at run time: the extension that install built against NumPy 2 headers, copied to a
+# folder of its own and imported from a second virtual environment, which has NumPy 1.26.
+VENV_NUMPY1 := .venv-numpy1
+NUMPY1_STAGE := build/numpy1
+
+$(VENV_NUMPY1)/.ready: | $(VENV)/.ready
+	$(VPY) -m venv --clear $(VENV_NUMPY1)
+	$(VENV_NUMPY1)/bin/python -m pip install -q "numpy==1.26.*" pytest
+	touch $@
+
+test-numpy1: install $(VENV_NUMPY1)/.ready
+	rm -rf $(NUMPY1_STAGE) && mkdir -p $(NUMPY1_STAGE)
+	cp -r "$$($(VPY) -c 'import os, umb_plox_ipl; print(os.path.dirname(umb_plox_ipl.__file__))')" $(NUMPY1_STAGE)/
+	PYTHONPATH=$(abspath $(NUMPY1_STAGE)) $(VENV_NUMPY1)/bin/python -c \
+	  'import numpy, umb_plox_ipl; assert numpy.__version__.startswith("1.26."), numpy.__version__; assert umb_plox_ipl.__file__.startswith("$(abspath $(NUMPY1_STAGE))/"), umb_plox_ipl.__file__'
+	PYTHONPATH=$(abspath $(NUMPY1_STAGE)) $(VENV_NUMPY1)/bin/python -m pytest -q -p no:cacheprovider tests/numpy1
+
+test: test-cpp test-python test-numpy1
 
 demo: install
 	$(VENV)/bin/plox-ipl demo
@@ -45,7 +62,7 @@ bench: install
 	@for b in bench/*.py; do [ -e "$$b" ] && $(VPY) $$b; done; true
 
 clean:
-	rm -rf build $(VENV)
+	rm -rf build $(VENV) $(VENV_NUMPY1)
 
 # The sanitizer and fuzzing builds: CMake straight from the venv, each in its own folder.
 JOBS ?= 2

@@ -31,6 +31,12 @@
 #include "ipl/VideoWriter.h"
 %}
 
+// A call that fits none of the overloads is answered with the list of prototypes alone, even
+// when unpacking the arguments already complained about their number.
+%{
+#define SWIG_Python_RaiseOrModifyTypeError(message) PyErr_SetString(PyExc_TypeError, message)
+%}
+
 %include <stdint.i>
 %include <std_string.i>
 %include <std_except.i>

@@ -4,6 +4,6 @@
 %include "ipl/Types.h"
 
 %template(RangeDouble) plox::ipl::Range<double>;
-%template(RangeUint32) plox::ipl::Range<std::uint32_t>;
-%template(RangeInt32) plox::ipl::Range<std::int32_t>;
-%template(RangeUInt8) plox::ipl::Range<std::uint8_t>;
+%template(RangeUint32) plox::ipl::Range<uint32_t>;
+%template(RangeInt32) plox::ipl::Range<int32_t>;
+%template(RangeUInt8) plox::ipl::Range<uint8_t>;

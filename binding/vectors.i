@@ -14,6 +14,28 @@
     val = self
 %}
 
+%include <std_container.i>
+
+// Python iteration (iterator(), for) walks forward only, within the list; begin(), end() and the
+// positions insert and erase return move both ways without bounds, as C++ iterators do.
+%fragment("PloxOutputIterators", "header", fragment="SwigPyIterator_T") {
+namespace swig {
+template <typename OutIter>
+inline SwigPyIterator* plox_output_iterator(const OutIter& current, PyObject* seq = 0) {
+    return make_output_iterator(current, seq);
+}
+template <typename OutIter>
+inline SwigPyIterator* plox_output_iterator(const OutIter& current, const OutIter& begin, const OutIter& end,
+                                            PyObject* seq = 0) {
+    return make_output_forward_iterator(current, begin, end, seq);
+}
+}
+}
+%fragment("PloxOutputIterators");
+#undef %swig_sequence_iterator
+%define %swig_sequence_iterator(Sequence...)
+  %swig_sequence_iterator_with_making_function(swig::plox_output_iterator, Sequence...)
+%enddef
 %include <std_vector.i>
 
 // Enumeration elements are plain values, converted like any enumeration argument.
@@ -24,6 +46,16 @@ template <> struct traits<plox::ipl::PixelFormatName> {
     static const char* type_name() { return "plox::ipl::PixelFormatName"; }
 };
 }
+}
+
+// Pixel format names are passed by value: a refused element names its type without the reference.
+%typemap(in, fragment=SWIG_AsVal_frag(int), noblock=1) std::vector<plox::ipl::PixelFormatName>::value_type const & ($*ltype temp, int val, int ecode = 0) {
+  ecode = SWIG_AsVal(int)($input, &val);
+  if (!SWIG_IsOK(ecode)) {
+    %argument_fail(ecode, "$*ltype", $symname, $argnum);
+  }
+  temp = %static_cast(val, $*ltype);
+  $1 = &temp;
 }
 
 %include "ipl/Histogram.h"
@@ -51,6 +83,29 @@ template <> struct traits<plox::ipl::PixelFormatName> {
 %}
 %template(NAME) std::vector<TYPE>;
 %enddef
+
+// uint64_t is unsigned long on this platform and unsigned long long on others; the messages of
+// VectorUInt64 spell its element type one way everywhere.
+%define PLOX_UINT64_VECTOR_ARGUMENT(MEMBER, CTYPE, TEXT)
+%typemap(in, noblock=1, fragment=SWIG_AsVal_frag(CTYPE)) std::vector<unsigned long>::MEMBER (CTYPE val, int ecode = 0) {
+  ecode = SWIG_AsVal(CTYPE)($input, &val);
+  if (!SWIG_IsOK(ecode)) {
+    %argument_fail(ecode, TEXT, $symname, $argnum);
+  }
+  $1 = %static_cast(val, $ltype);
+}
+%enddef
+PLOX_UINT64_VECTOR_ARGUMENT(value_type, unsigned long, "std::vector< unsigned long long >::value_type")
+PLOX_UINT64_VECTOR_ARGUMENT(size_type, size_t, "std::vector< unsigned long long >::size_type")
+PLOX_UINT64_VECTOR_ARGUMENT(difference_type, ptrdiff_t, "std::vector< unsigned long long >::difference_type")
+%typemap(in, noblock=1, fragment=SWIG_AsVal_frag(unsigned long)) std::vector<unsigned long>::value_type const & ($*ltype temp, unsigned long val, int ecode = 0) {
+  ecode = SWIG_AsVal(unsigned long)($input, &val);
+  if (!SWIG_IsOK(ecode)) {
+    %argument_fail(ecode, "std::vector< unsigned long long >::value_type", $symname, $argnum);
+  }
+  temp = %static_cast(val, $*ltype);
+  $1 = &temp;
+}
 
 PLOX_VECTOR(VectorInt32, int32_t)
 PLOX_VECTOR(VectorUInt32, uint32_t)

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <stddef.h>
+#include <stdint.h>
 #include <cstdint>
 #include <string>
 
@@ -213,8 +214,8 @@ public:
      * \throws Exception An internal error has occurred.
      * \since 1.9.2
      */
-    std::uint64_t CalculateStorageSizeOfPixels(std::uint64_t numPixels) const {
-        std::uint64_t size = 0;
+    uint64_t CalculateStorageSizeOfPixels(uint64_t numPixels) const {
+        uint64_t size = 0;
         ExecuteAndMapReturnCodes([&] {
             return PLOX_IPL_PixelFormat_CalculateStorageSizeOfPixels(Code(), numPixels, &size);
         });

@@ -201,11 +201,11 @@ def test_list_and_vector_methods(k):
 @pytest.mark.parametrize("cls, good, bad, suffix", [
     (ipl.VectorInt32, [-2**31, 2**31 - 1], [2**31, -2**31 - 1], "std::vector< int >::value_type"),
     (ipl.VectorUInt32, [0, 2**32 - 1], [-1, 2**32], "std::vector< unsigned int >::value_type"),
-    (ipl.VectorUInt64, [0, 2**64 - 1], [-1, 2**64], "std::vector< unsigned long >::value_type"),
+    (ipl.VectorUInt64, [0, 2**64 - 1], [-1, 2**64], "std::vector< unsigned long long >::value_type"),
     (ipl.VectorVideo, [0, 65535], [-1, 65536, 70000], "std::vector< unsigned short >::value_type"),
     # Pixel format names are not checked against the enumerators: any 32-bit value passes.
     (ipl.PixelFormatList, [-2**31, 2**31 - 1], [2**31, 2**40],
-     "std::vector< enum plox::ipl::PixelFormatName >::value_type const &"),
+     "std::vector< enum plox::ipl::PixelFormatName >::value_type"),
 ], ids=[k.cls.__name__ for k in SCALARS])
 def test_scalar_element_range(cls, good, bad, suffix):
     v = cls()
@@ -261,6 +261,16 @@ def test_iteration(k):
         it.value()
     with pytest.raises(StopIteration):
         v.iterator().previous()
+    # iteration only moves forward, also inside the list; a refused step back stays put
+    it = v.iterator()
+    next(it), next(it)
+    for back in (it.previous, it.decr, lambda: it.advance(-1)):
+        with pytest.raises(StopIteration):
+            back()
+    assert k.key(next(it)) == k.key(k.make(3))
+    ahead = v.iterator() + 1
+    with pytest.raises(StopIteration):
+        ahead -= 1
     assert [k.key(e) for e in v] == want(k, [1, 2, 3])
 
 
@@ -285,6 +295,13 @@ def test_iterator_positions(k):
     assert k.key(it.value()) == k.key(k.make(2)) and it - v.begin() == 1
     rev = v.rbegin()
     assert [k.key(rev.next()) for _ in range(4)] == want(k, [4, 3, 2, 1]) and rev == v.rend()
+    assert k.key(rev.previous()) == k.key(k.make(1)) and k.key(v.end().previous()) == k.key(k.make(4))
+    # the positions insert and erase give back move both ways, as begin() and end() do
+    at = v.insert(v.begin() + 1, k.make(7))
+    assert k.key(at.value()) == k.key(k.make(7)) and k.key(at.previous()) == k.key(k.make(1))
+    after = v.erase(v.begin() + 1)
+    assert k.key(after.value()) == k.key(k.make(2)) and k.key(after.previous()) == k.key(k.make(1))
+    assert keys(k, v) == want(k, [1, 2, 3, 4])
 
 
 @every_kind
