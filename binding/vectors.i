@@ -14,15 +14,34 @@
     val = self
 %}
 
+// += and -= hand the iterator over to their result before it moves, so a refused step would
+// leave the wrapper empty and the iterator unowned: the step is tried on a copy first.
+%pythonprepend swig::SwigPyIterator::operator+= %{
+    if isinstance(n, int):
+        self.copy().advance(n)
+%}
+%pythonprepend swig::SwigPyIterator::operator-= %{
+    if isinstance(n, int):
+        self.copy().advance(-n)
+%}
+
 %include <std_container.i>
 
 // Python iteration (iterator(), for) walks forward only, within the list; begin(), end() and the
 // positions insert and erase return move both ways without bounds, as C++ iterators do.
 %fragment("PloxOutputIterators", "header", fragment="SwigPyIterator_T") {
 namespace swig {
+// SWIG's open iterator inherits copy() from its forward-only base, so a copy (it + n, copy())
+// could no longer step back: this one copies as itself.
+template <typename OutIter>
+class PloxIteratorOpen_T : public SwigPyIteratorOpen_T<OutIter> {
+public:
+    PloxIteratorOpen_T(OutIter current, PyObject* seq) : SwigPyIteratorOpen_T<OutIter>(current, seq) {}
+    SwigPyIterator* copy() const override { return new PloxIteratorOpen_T(*this); }
+};
 template <typename OutIter>
 inline SwigPyIterator* plox_output_iterator(const OutIter& current, PyObject* seq = 0) {
-    return make_output_iterator(current, seq);
+    return new PloxIteratorOpen_T<OutIter>(current, seq);
 }
 template <typename OutIter>
 inline SwigPyIterator* plox_output_iterator(const OutIter& current, const OutIter& begin, const OutIter& end,

@@ -268,6 +268,13 @@ def test_iteration(k):
         with pytest.raises(StopIteration):
             back()
     assert k.key(next(it)) == k.key(k.make(3))
+    # a refused step in place leaves the iterator usable (and owned)
+    ahead = v.iterator() + 1
+    with pytest.raises(StopIteration):
+        ahead -= 1
+    with pytest.raises(StopIteration):
+        ahead += 5
+    assert k.key(next(ahead)) == k.key(k.make(2))
     assert [k.key(e) for e in v] == want(k, [1, 2, 3])
 
 
@@ -290,6 +297,9 @@ def test_iterator_positions(k):
     it.incr(2)
     it.decr()
     assert k.key(it.value()) == k.key(k.make(2)) and it - v.begin() == 1
+    # copies of an open position move both ways too
+    later = v.begin() + 3
+    assert k.key(later.copy().decr(2).value()) == k.key(k.make(2)) and k.key((later - 3).value()) == k.key(k.make(1))
     rev = v.rbegin()
     assert [k.key(rev.next()) for _ in range(4)] == want(k, [4, 3, 2, 1]) and rev == v.rend()
     assert k.key(rev.previous()) == k.key(k.make(1)) and k.key(v.end().previous()) == k.key(k.make(4))
