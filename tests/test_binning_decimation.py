@@ -7,22 +7,10 @@ import numpy as np
 import pytest
 
 import umb_plox_ipl as ipl
+from image_data import make_image, random_data
 
 BAYER_TO_CV2 = {"RG": cv2.COLOR_BayerBG2RGB, "GR": cv2.COLOR_BayerGB2RGB,
                 "GB": cv2.COLOR_BayerGR2RGB, "BG": cv2.COLOR_BayerRG2RGB}
-
-
-def make_image(name, data):
-    fmt = ipl.pixel_format(name)
-    return ipl.Image.CreateFromSizeAndPythonBuffer(fmt.PixelFormatName(), data, data.shape[1], data.shape[0])
-
-
-def random_data(name, width, height, rng, top=None):
-    fmt = ipl.pixel_format(name)
-    channels, bits = fmt.NumChannels(), fmt.NumSignificantBitsPerChannel()
-    dtype = np.uint8 if fmt.NumStorageBitsPerChannel() == 8 else np.uint16
-    shape = (height, width) if channels == 1 else (height, width, channels)
-    return rng.integers(0, top or 1 << bits, shape, dtype=dtype)
 
 
 def reduce_plane(plane, fx, fy, mode, maximum, alpha):

@@ -7,25 +7,12 @@ import numpy as np
 import pytest
 
 import umb_plox_ipl as ipl
+from image_data import make_image, random_data
 
 SUPPORTED = ["RGB8", "BGR8", "RGBa8", "BGRa8", "RGB10", "BGR10", "RGBa10", "BGRa10", "RGB12", "BGR12", "RGBa12",
              "BGRa12"]
 LUMA = np.array([0.299, 0.587, 0.114])
 WARM = (1.2, -0.1, -0.05, -0.15, 1.1, 0.05, 0.0, -0.3, 1.35)
-
-
-def fmt_of(name):
-    return ipl.pixel_format(name)
-
-
-def make_image(name, data):
-    return ipl.Image.CreateFromSizeAndPythonBuffer(fmt_of(name).PixelFormatName(), data, data.shape[1], data.shape[0])
-
-
-def random_data(name, width, height, rng):
-    fmt = fmt_of(name)
-    dtype = np.uint8 if fmt.NumStorageBitsPerChannel() == 8 else np.uint16
-    return rng.integers(0, 1 << fmt.NumSignificantBitsPerChannel(), (height, width, fmt.NumChannels()), dtype=dtype)
 
 
 def rgb_order(name):
@@ -35,7 +22,7 @@ def rgb_order(name):
 def reference(name, data, factors, saturation):
     """Matrix on (R, G, B), then c' = L + s (c - L) with L the BT.601 luma; rounded half up, saturated."""
     order = rgb_order(name)
-    maximum = (1 << fmt_of(name).NumSignificantBitsPerChannel()) - 1
+    maximum = (1 << ipl.pixel_format(name).NumSignificantBitsPerChannel()) - 1
     rgb = data[..., order].astype(np.float64)
     corrected = rgb @ np.array(factors, np.float64).reshape(3, 3).T
     grey = corrected @ LUMA

@@ -9,28 +9,13 @@ import numpy as np
 import pytest
 
 import umb_plox_ipl as ipl
+from image_data import make_image, random_data
 
 LUMA = np.array([19595, 38470, 7471], np.int64)
 
 
-def fmt_of(name):
-    return ipl.pixel_format(name)
-
-
-def make_image(name, data):
-    return ipl.Image.CreateFromSizeAndPythonBuffer(fmt_of(name).PixelFormatName(), data, data.shape[1], data.shape[0])
-
-
-def random_data(name, width, height, rng):
-    fmt = fmt_of(name)
-    dtype = np.uint8 if fmt.NumStorageBitsPerChannel() == 8 else np.uint16
-    channels = fmt.NumChannels()
-    shape = (height, width) if channels == 1 else (height, width, channels)
-    return rng.integers(0, 1 << fmt.NumSignificantBitsPerChannel(), shape, dtype=dtype)
-
-
 def reference(name, data, factor):
-    maximum = (1 << fmt_of(name).NumSignificantBitsPerChannel()) - 1
+    maximum = (1 << ipl.pixel_format(name).NumSignificantBitsPerChannel()) - 1
     values = data.astype(np.int64)
     if values.ndim == 2:
         grey = values
@@ -82,7 +67,7 @@ def test_mono8_equals_filter2d_with_the_equivalent_kernel():
 @pytest.mark.parametrize("name", ["Mono8", "Mono12", "RGB8", "BGRa10"])
 def test_factor_zero_and_flat_images_are_unchanged(name):
     data = random_data(name, 31, 17, np.random.default_rng(6))
-    if fmt_of(name).NumStorageBitsPerChannel() == 16:
+    if ipl.pixel_format(name).NumStorageBitsPerChannel() == 16:
         data |= np.uint16(0xF000)  # stray high bits too: factor 0 gives the bytes back
     np.testing.assert_array_equal(ipl.get_numpy(enhancement(0).Process(make_image(name, data))), data)
     flat = np.full_like(data, 77)
@@ -136,7 +121,7 @@ def test_settings_range_default_and_sharing():
 @pytest.mark.parametrize("name", ["BayerRG8", "BayerGB12", "Mono12p", "RGB10p32", "YUV422_8_UYVY", "Coord3D_C32f",
                                   "Confidence8"])
 def test_unsupported_formats_are_refused_and_left_untouched(name):
-    fmt = fmt_of(name)
+    fmt = ipl.pixel_format(name)
     e = enhancement(16)
     assert not e.IsPixelFormatSupported(fmt.PixelFormatName())
     data = bytearray(np.random.default_rng(2).integers(0, 256, fmt.CalculateStorageSizeOfPixels(8 * 4), np.uint8))
@@ -152,7 +137,7 @@ def test_unsupported_formats_are_refused_and_left_untouched(name):
 def extreme_data(name, width, height, rng):
     """Mostly 0 and max, so details reach +-8 max and sums saturate both ways."""
     data = random_data(name, width, height, rng)
-    maximum = (1 << fmt_of(name).NumSignificantBitsPerChannel()) - 1
+    maximum = (1 << ipl.pixel_format(name).NumSignificantBitsPerChannel()) - 1
     pick = rng.integers(0, 3, data.shape)
     return np.where(pick == 0, data, np.where(pick == 1, maximum, 0)).astype(data.dtype)
 

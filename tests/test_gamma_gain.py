@@ -8,21 +8,9 @@ import numpy as np
 import pytest
 
 import umb_plox_ipl as ipl
+from image_data import make_image, random_data
 
 CELLS = {"RG": "RGGB", "GR": "GRBG", "GB": "GBRG", "BG": "BGGR"}
-
-
-def make_image(name, data):
-    fmt = ipl.pixel_format(name)
-    return ipl.Image.CreateFromSizeAndPythonBuffer(fmt.PixelFormatName(), data, data.shape[1], data.shape[0])
-
-
-def random_data(name, width, height, rng):
-    fmt = ipl.pixel_format(name)
-    channels, bits = fmt.NumChannels(), fmt.NumSignificantBitsPerChannel()
-    dtype = np.uint8 if fmt.NumStorageBitsPerChannel() == 8 else np.uint16
-    shape = (height, width) if channels == 1 else (height, width, channels)
-    return rng.integers(0, 1 << bits, shape, dtype=dtype)
 
 
 def maximum(name):

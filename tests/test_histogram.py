@@ -7,23 +7,16 @@ import numpy as np
 import pytest
 
 import umb_plox_ipl as ipl
+from image_data import make_image, random_data as _random_data
 
 # Filter colour (0 R, 1 G, 2 B) of each site of the top-left 2x2 cell, row by row.
 CELLS = {"RG": [[0, 1], [1, 2]], "GR": [[1, 0], [2, 1]], "GB": [[1, 2], [0, 1]], "BG": [[2, 1], [1, 0]]}
 
 
-def make_image(name, data):
-    fmt = ipl.pixel_format(name)
-    return ipl.Image.CreateFromSizeAndPythonBuffer(fmt.PixelFormatName(), data, data.shape[1], data.shape[0])
-
-
 def random_data(name, width, height, rng, high_bits=False):
-    fmt = ipl.pixel_format(name)
-    channels, bits = fmt.NumChannels(), fmt.NumSignificantBitsPerChannel()
-    dtype = np.uint8 if fmt.NumStorageBitsPerChannel() == 8 else np.uint16
-    top = np.iinfo(dtype).max + 1 if high_bits else 1 << bits
-    shape = (height, width) if channels == 1 else (height, width, channels)
-    return rng.integers(0, top, shape, dtype=dtype)
+    # With high_bits, 16-bit containers get stray bits above the significant ones.
+    storage = ipl.pixel_format(name).NumStorageBitsPerChannel()
+    return _random_data(name, width, height, rng, top=1 << storage if high_bits else None)
 
 
 def reference(name, data):

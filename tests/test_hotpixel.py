@@ -9,14 +9,10 @@ import pytest
 from skimage import data as photos
 
 import umb_plox_ipl as ipl
+from image_data import make_image
 
 # Threshold factors of levels 1 to 5, in units of the local noise.
 LEVEL_FACTOR = {1: 20, 2: 16, 3: 12, 4: 9, 5: 6}
-
-
-def make_image(name, data):
-    fmt = ipl.pixel_format(name)
-    return ipl.Image.CreateFromSizeAndPythonBuffer(fmt.PixelFormatName(), data, data.shape[1], data.shape[0])
 
 
 def bits(name):

@@ -8,6 +8,7 @@ import pytest
 from skimage import data as photos
 
 import umb_plox_ipl as ipl
+from image_data import make_image
 
 ALGORITHMS = {
     "Tenengrad": ipl.Sharpness_SharpnessAlgorithm_Tenengrad,
@@ -17,12 +18,6 @@ ALGORITHMS = {
 }
 WEAK, MEDIUM, STRONG = (ipl.Sharpness_SharpnessROIWeight_Weak, ipl.Sharpness_SharpnessROIWeight_Medium,
                         ipl.Sharpness_SharpnessROIWeight_Strong)
-
-
-def make_image(name, data):
-    data = np.ascontiguousarray(data)
-    fmt = ipl.pixel_format(name)
-    return ipl.Image.CreateFromSizeAndPythonBuffer(fmt.PixelFormatName(), data, data.shape[1], data.shape[0])
 
 
 def measure(image, algorithm, rois=None):
