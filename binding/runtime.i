@@ -31,10 +31,40 @@
 #include "ipl/VideoWriter.h"
 %}
 
+// uint64_t is unsigned long on 64-bit Linux and unsigned long long elsewhere; SWIG writes the
+// resolved type into VectorUInt64's messages, which name it unsigned long long everywhere.
+%{
+#include <cstdint>
+#include <string>
+#include <type_traits>
+
+namespace {
+
+std::string plox_spell_uint64(const char* message) {
+    std::string text(message);
+    if (!std::is_same<std::uint64_t, unsigned long>::value) return text;
+    static const std::pair<std::string, std::string> spellings[] = {
+        {"std::vector< unsigned long >", "std::vector< unsigned long long >"},
+        {"std::vector< unsigned long,std::allocator< unsigned long > >",
+         "std::vector< unsigned long long,std::allocator< unsigned long long > >"},
+    };
+    for (const auto& [resolved, spelled] : spellings)
+        for (size_t at = text.find(resolved); at != std::string::npos; at = text.find(resolved, at + spelled.size()))
+            text.replace(at, resolved.size(), spelled);
+    return text;
+}
+
+}  // namespace
+
+#undef SWIG_Error
+#define SWIG_Error(code, msg) SWIG_Python_SetErrorMsg(SWIG_ErrorType(code), plox_spell_uint64(msg).c_str())
+%}
+
 // A call that fits none of the overloads is answered with the list of prototypes alone, even
 // when unpacking the arguments already complained about their number.
 %{
-#define SWIG_Python_RaiseOrModifyTypeError(message) PyErr_SetString(PyExc_TypeError, message)
+#define SWIG_Python_RaiseOrModifyTypeError(message) \
+    PyErr_SetString(PyExc_TypeError, plox_spell_uint64(message).c_str())
 %}
 
 %include <stdint.i>

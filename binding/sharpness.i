@@ -1,5 +1,4 @@
-// Sharpness. The header is wrapped by vectors.i, beside SharpnessROIList, so these declarations
-// come before it. Measuring keeps the GIL.
+// Sharpness and its list of regions, SharpnessROIList. Measuring keeps the GIL.
 %ignore plox::ipl::Sharpness::operator=;
 // The move constructor is C++-only: from Python a measurement is shared, never moved.
 %warnfilter(509) plox::ipl::Sharpness::Sharpness;
@@ -15,6 +14,9 @@
         except TypeError:
             pass
 %}
+
+%include "ipl/Sharpness.h"
+PLOX_VECTOR(SharpnessROIList, plox::ipl::SharpnessROI)
 
 // The enumerations also under their flat names, beside the other module constants.
 %pythoncode %{

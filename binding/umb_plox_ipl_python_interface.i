@@ -5,6 +5,16 @@
 %nothread;
 
 %include "runtime.i"
+
+// The constants are installed in the order they are declared: the C API's video identifiers
+// first, then the enumerations with their classes (ConversionMode ... InterpolationAlgorithm,
+// HotpixelCorrection, ImageTransformer, Sharpness, Binning).
+%constant int PLOX_IPL_VIDEO_CONTAINER_AVI = PLOX_IPL_VIDEO_CONTAINER_AVI;
+%constant int PLOX_IPL_VIDEO_ENCODER_RAW = PLOX_IPL_VIDEO_ENCODER_RAW;
+%constant int PLOX_IPL_VIDEO_ENCODER_MJPEG = PLOX_IPL_VIDEO_ENCODER_MJPEG;
+%constant int PLOX_IPL_VIDEO_ENCODER_OPTION_QUALITY = PLOX_IPL_VIDEO_ENCODER_OPTION_QUALITY;
+%constant int PLOX_IPL_VIDEO_CONTAINER_OPTION_FRAMERATE = PLOX_IPL_VIDEO_CONTAINER_OPTION_FRAMERATE;
+
 %include "exceptions.i"
 %include "lifetime.i"
 %include "library.i"
@@ -14,11 +24,11 @@
 %include "image.i"
 %include "pixel_line.i"
 %include "histogram.i"
-%include "sharpness.i"
 %include "vectors.i"
 %include "hotpixel_correction.i"
-%include "image_converter.i"
 %include "image_transformer.i"
+%include "sharpness.i"
+%include "image_converter.i"
 %include "binning.i"
 %include "color_corrector.i"
 %include "edge_enhancement.i"

@@ -79,7 +79,6 @@ template <> struct traits<plox::ipl::PixelFormatName> {
 
 %include "ipl/Histogram.h"
 %include "ipl/PixelLine.h"
-%include "ipl/Sharpness.h"
 
 // Slices that start at or past their end are empty, as for Python lists; an empty list has no
 // front or back element to hand out.
@@ -103,35 +102,11 @@ template <> struct traits<plox::ipl::PixelFormatName> {
 %template(NAME) std::vector<TYPE>;
 %enddef
 
-// uint64_t is unsigned long on this platform and unsigned long long on others; the messages of
-// VectorUInt64 spell its element type one way everywhere.
-%define PLOX_UINT64_VECTOR_ARGUMENT(MEMBER, CTYPE, TEXT)
-%typemap(in, noblock=1, fragment=SWIG_AsVal_frag(CTYPE)) std::vector<unsigned long>::MEMBER (CTYPE val, int ecode = 0) {
-  ecode = SWIG_AsVal(CTYPE)($input, &val);
-  if (!SWIG_IsOK(ecode)) {
-    %argument_fail(ecode, TEXT, $symname, $argnum);
-  }
-  $1 = %static_cast(val, $ltype);
-}
-%enddef
-PLOX_UINT64_VECTOR_ARGUMENT(value_type, unsigned long, "std::vector< unsigned long long >::value_type")
-PLOX_UINT64_VECTOR_ARGUMENT(size_type, size_t, "std::vector< unsigned long long >::size_type")
-PLOX_UINT64_VECTOR_ARGUMENT(difference_type, ptrdiff_t, "std::vector< unsigned long long >::difference_type")
-%typemap(in, noblock=1, fragment=SWIG_AsVal_frag(unsigned long)) std::vector<unsigned long>::value_type const & ($*ltype temp, unsigned long val, int ecode = 0) {
-  ecode = SWIG_AsVal(unsigned long)($input, &val);
-  if (!SWIG_IsOK(ecode)) {
-    %argument_fail(ecode, "std::vector< unsigned long long >::value_type", $symname, $argnum);
-  }
-  temp = %static_cast(val, $*ltype);
-  $1 = &temp;
-}
-
 PLOX_VECTOR(VectorInt32, int32_t)
 PLOX_VECTOR(VectorUInt32, uint32_t)
 PLOX_VECTOR(VectorUInt64, uint64_t)
 PLOX_VECTOR(VectorVideo, unsigned short)
 PLOX_VECTOR(PixelFormatList, plox::ipl::PixelFormatName)
-PLOX_VECTOR(SharpnessROIList, plox::ipl::SharpnessROI)
 PLOX_VECTOR(VectorHistogramChannel, plox::ipl::HistogramChannel)
 PLOX_VECTOR(VectorPixelLineChannel, plox::ipl::PixelLineChannel)
 PLOX_VECTOR(VectorPoint2D, plox::ipl::Point2D)

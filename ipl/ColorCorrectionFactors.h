@@ -62,15 +62,15 @@ public:
         return true;
     }
 
-    float factorRR = 0.0f;  ///< red-red
-    float factorGR = 0.0f;  ///< green-red
-    float factorBR = 0.0f;  ///< blue-red
-    float factorRG = 0.0f;  ///< red-green
-    float factorGG = 0.0f;  ///< green-green
-    float factorBG = 0.0f;  ///< blue-green
-    float factorRB = 0.0f;  ///< red-blue
-    float factorGB = 0.0f;  ///< green-blue
-    float factorBB = 0.0f;  ///< blue-blue
+    float factorRR = 0.0f;  // red-red
+    float factorGR = 0.0f;  // green-red
+    float factorBR = 0.0f;  // blue-red
+    float factorRG = 0.0f;  // red-green
+    float factorGG = 0.0f;  // green-green
+    float factorBG = 0.0f;  // blue-green
+    float factorRB = 0.0f;  // red-blue
+    float factorGB = 0.0f;  // green-blue
+    float factorBB = 0.0f;  // blue-blue
 
 private:
     std::array<float, 9> Values() const {

@@ -33,6 +33,7 @@ public:
 /** \brief Reading or writing a file failed. \since 1.9.2 */
 class IOException : public Exception {
 public:
+    /** \brief Creates the exception with its message. */
     explicit IOException(const std::string& message) : Exception(message) {}
 };
 
@@ -45,42 +46,49 @@ public:
 /** \brief An argument had a value the operation does not accept. \since 1.9.2 */
 class InvalidArgumentException : public Exception {
 public:
+    /** \brief Creates the exception with its message. */
     explicit InvalidArgumentException(const std::string& message) : Exception(message) {}
 };
 
 /** \brief A value lay outside its allowed range. \since 1.9.2 */
 class OutOfRangeException : public Exception {
 public:
+    /** \brief Creates the exception with its message. */
     explicit OutOfRangeException(const std::string& message) : Exception(message) {}
 };
 
 /** \brief The operation does not support the image's pixel format. \since 1.9.2 */
 class ImageFormatNotSupportedException : public Exception {
 public:
+    /** \brief Creates the exception with its message. */
     explicit ImageFormatNotSupportedException(const std::string& message) : Exception(message) {}
 };
 
 /** \brief Data could not be interpreted as the requested pixel format. \since 1.9.2 */
 class ImageFormatInterpretationException : public Exception {
 public:
+    /** \brief Creates the exception with its message. */
     explicit ImageFormatInterpretationException(const std::string& message) : Exception(message) {}
 };
 
 /** \brief The operation is not permitted in the object's current state. \since 1.9.2 */
 class NotPermittedException : public Exception {
 public:
+    /** \brief Creates the exception with its message. */
     explicit NotPermittedException(const std::string& message) : Exception(message) {}
 };
 
 /** \brief The object is busy. \since 1.9.2 */
 class BusyException : public Exception {
 public:
+    /** \brief Creates the exception with its message. */
     explicit BusyException(const std::string& message) : Exception(message) {}
 };
 
 /** \brief A wait ended before its condition was met. \since 1.9.2 */
 class TimeoutException : public Exception {
 public:
+    /** \brief Creates the exception with its message. */
     explicit TimeoutException(const std::string& message) : Exception(message) {}
 };
 

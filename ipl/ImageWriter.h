@@ -15,13 +15,13 @@ namespace ipl {
 
 /** \brief The parameter for the PNG image e.g. compression. \since 1.9.2 */
 struct ImageWriterPNGParameter {
-    /** \brief Compression effort 0..100; 100 is a balanced default */
+    // Compression effort 0..100; 100 is a balanced default
     uint32_t Quality = 100;
 };
 
 /** \brief The parameter for the JPEG image. \since 1.9.2 */
 struct ImageWriterJPEGParameter {
-    /** \brief JPEG quality 1..100 */
+    // JPEG quality 1..100
     uint32_t Quality = 75;
 };
 

@@ -17,11 +17,11 @@ namespace ipl {
  * \since 1.9.2
  */
 struct Version_t {
-    /** \brief Major version */
+    // Major version
     std::uint32_t major = 0;
-    /** \brief Minor version */
+    // Minor version
     std::uint32_t minor = 0;
-    /** \brief Subminor version */
+    // Subminor version
     std::uint32_t subminor = 0;
 
     /**

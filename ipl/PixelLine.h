@@ -19,7 +19,7 @@ namespace ipl {
 
 /** \brief The values of one channel along a pixel line, one per pixel. \since 1.9.2 */
 struct PixelLineChannel {
-    /** \brief One value per pixel of the line; every pixel format is delivered as 32-bit values */
+    // One value per pixel of the line; every pixel format is delivered as 32-bit values
     std::vector<uint32_t> Values;
 };
 

@@ -232,13 +232,13 @@ struct SharpnessROI {
                  Sharpness::SharpnessROIWeight weight)
         : rect(rect), xSamplingInterval(xSamplingInterval), ySamplingInterval(ySamplingInterval), weight(weight) {}
 
-    /** \brief The region, in pixels of the measured image */
+    // The region, in pixels of the measured image
     Rect2D rect{0, 0, 0, 0};
-    /** \brief Horizontal step between sampled pixels */
+    // Horizontal step between sampled pixels
     uint8_t xSamplingInterval = 1;
-    /** \brief Vertical step between sampled pixels */
+    // Vertical step between sampled pixels
     uint8_t ySamplingInterval = 1;
-    /** \brief Weight of this region in the combined result */
+    // Weight of this region in the combined result
     Sharpness::SharpnessROIWeight weight = Sharpness::SharpnessROIWeight::Medium;
 };
 

@@ -79,6 +79,34 @@ def test_scalar_list_argument_types(make, method, args, error, position, type_):
     assert list(v) == [1, 2]
 
 
+# VectorUInt64's element is spelled unsigned long long in every message, also where uint64_t
+# resolves to unsigned long (64-bit Linux).
+ULL = "std::vector< unsigned long long >"
+ULL_LIST = "std::vector< unsigned long long,std::allocator< unsigned long long > > const &"
+
+
+@pytest.mark.parametrize("method, args, error, text", [
+    ("__setitem__", (slice(0, 1), None), ValueError,
+     f"invalid null reference in method 'VectorUInt64___setitem__', argument 3 of type '{ULL_LIST}'"),
+    ("__setslice__", (0, 1, None), ValueError,
+     f"invalid null reference in method 'VectorUInt64___setslice__', argument 4 of type '{ULL_LIST}'"),
+    ("erase", (None,), TypeError,
+     "Wrong number or type of arguments for overloaded function 'VectorUInt64_erase'.\n"
+     "  Possible C/C++ prototypes are:\n"
+     f"    std::vector< uint64_t >::erase({ULL}::iterator)\n"
+     f"    std::vector< uint64_t >::erase({ULL}::iterator,{ULL}::iterator)\n"),
+    ("resize", ("1",), TypeError,
+     "Wrong number or type of arguments for overloaded function 'VectorUInt64_resize'.\n"
+     "  Possible C/C++ prototypes are:\n"
+     f"    std::vector< uint64_t >::resize({ULL}::size_type)\n"
+     f"    std::vector< uint64_t >::resize({ULL}::size_type,{ULL}::value_type const &)\n"),
+])
+def test_uint64_list_spelling(method, args, error, text):
+    with pytest.raises(error) as caught:
+        getattr(ipl.VectorUInt64([1, 2]), method)(*args)
+    assert str(caught.value) == text
+
+
 def assign(obj, field, value):
     setattr(obj, field, value)
 

@@ -34,7 +34,7 @@ def _line(n):
 SCALARS = [
     _scalar(ipl.VectorInt32, "int32_t", "int"),
     _scalar(ipl.VectorUInt32, "uint32_t", "unsigned int"),
-    _scalar(ipl.VectorUInt64, "uint64_t", "unsigned long"),
+    _scalar(ipl.VectorUInt64, "uint64_t", "unsigned long long"),
     _scalar(ipl.VectorVideo, "unsigned short", "unsigned short"),
     _scalar(ipl.PixelFormatList, "plox::ipl::PixelFormatName", "enum plox::ipl::PixelFormatName"),
 ]
