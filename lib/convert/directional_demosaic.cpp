@@ -1,0 +1,232 @@
+// Directional demosaicing: the SIMD stages for 8-bit data (16-bit lanes hold every stage), the
+// scalar stages of directional_demosaic_scalar.h for everything else. Both give the same bytes.
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "lib/convert/directional_demosaic.cpp"
+#include <hwy/foreach_target.h>  // IWYU pragma: keep
+#include <hwy/highway.h>
+
+#include "lib/convert/directional_demosaic.h"
+#include "lib/convert/directional_demosaic_scalar.h"
+#include "lib/core/settings.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace plox::ipl::lib::HWY_NAMESPACE {
+namespace hn = hwy::HWY_NAMESPACE;
+using directional_detail::Band;
+using directional_detail::Geometry;
+using directional_detail::GreenRows;
+using directional_detail::kHalo;
+using directional_detail::OutputRows;
+using directional_detail::RowKind;
+using directional_detail::ScalarStages;
+
+#if HWY_TARGET != HWY_SCALAR
+
+struct SimdStages {
+    using T = std::uint8_t;
+    using W = std::int16_t;
+    using D = hn::ScalableTag<W>;
+    using V = hn::Vec<D>;
+    using M = hn::Mask<D>;
+
+    // Lanes at green sites when the first lane sits at a column of parity `odd_start`.
+    static M green_lanes(RowKind kind, bool odd_start) {
+        const D d;
+        const auto odd = hn::Eq(hn::And(hn::Iota(d, 0), hn::Set(d, W{1})), hn::Set(d, W{1}));
+        return kind.green_even != odd_start ? hn::Not(odd) : odd;
+    }
+
+    static void load(const T* row, const Geometry& geo, W* p) {
+        const D d;
+        const hn::Rebind<T, D> d8;
+        const std::size_t n = hn::Lanes(d);
+        std::size_t x = 0;
+        for (; x + n <= geo.width; x += n) hn::StoreU(hn::PromoteTo(d, hn::LoadU(d8, row + x)), d, p + kHalo + x);
+        for (; x < geo.width; ++x) p[kHalo + static_cast<std::ptrdiff_t>(x)] = row[x];
+        const auto mirror = [&](std::ptrdiff_t e) { p[e] = row[mirror_index(e - kHalo, geo.width)]; };
+        for (std::ptrdiff_t e = -directional_detail::kMargin; e < kHalo; ++e) mirror(e);
+        for (auto e = kHalo + static_cast<std::ptrdiff_t>(geo.width); e < geo.span + directional_detail::kMargin; ++e)
+            mirror(e);
+    }
+
+    static V second_difference(V m2, V m1, V c, V p1, V p2) {
+        return hn::Add(hn::Add(m2, p2), hn::ShiftLeft<1>(hn::Sub(hn::Sub(c, m1), p1)));
+    }
+
+    static void horizontal(const W* p, RowKind kind, const Geometry& geo, W* c4h, W* scratch, W* dh5) {
+        const D d;
+        const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
+        const M green = green_lanes(kind, false);
+        for (std::ptrdiff_t e = 0; e < geo.span; e += n) {
+            const V t = second_difference(hn::LoadU(d, p + e - 2), hn::LoadU(d, p + e - 1), hn::LoadU(d, p + e),
+                                          hn::LoadU(d, p + e + 1), hn::LoadU(d, p + e + 2));
+            hn::StoreU(hn::IfThenElse(green, hn::Neg(t), t), d, c4h + e);
+        }
+        gradient_sums(c4h - 1, c4h + 1, geo, scratch, dh5);
+    }
+
+    static void vertical(const W* const p[5], RowKind kind, const Geometry& geo, W* c4v) {
+        const D d;
+        const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
+        const M green = green_lanes(kind, false);
+        for (std::ptrdiff_t e = 0; e < geo.span; e += n) {
+            const V t = second_difference(hn::LoadU(d, p[0] + e), hn::LoadU(d, p[1] + e), hn::LoadU(d, p[2] + e),
+                                          hn::LoadU(d, p[3] + e), hn::LoadU(d, p[4] + e));
+            hn::StoreU(hn::IfThenElse(green, hn::Neg(t), t), d, c4v + e);
+        }
+    }
+
+    static void gradient_sums(const W* before, const W* after, const Geometry& geo, W* scratch, W* sums) {
+        const D d;
+        const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
+        const V cap = hn::Set(d, W{255});
+        for (std::ptrdiff_t e = 0; e < geo.span; e += n) {
+            const V diff = hn::Abs(hn::Sub(hn::LoadU(d, after + e), hn::LoadU(d, before + e)));
+            hn::StoreU(hn::Min(hn::ShiftRightSame(diff, geo.shift), cap), d, scratch + e);
+        }
+        for (std::ptrdiff_t e = 0; e < geo.span; e += n) {
+            const V s = hn::Add(hn::Add(hn::LoadU(d, scratch + e - 2), hn::LoadU(d, scratch + e - 1)),
+                                hn::Add(hn::Add(hn::LoadU(d, scratch + e), hn::LoadU(d, scratch + e + 1)),
+                                        hn::LoadU(d, scratch + e + 2)));
+            hn::StoreU(s, d, sums + e);
+        }
+    }
+
+    static V sum5(D d, const W* const rows[5], std::ptrdiff_t e) {
+        return hn::Add(hn::Add(hn::Add(hn::LoadU(d, rows[0] + e), hn::LoadU(d, rows[1] + e)),
+                               hn::Add(hn::LoadU(d, rows[2] + e), hn::LoadU(d, rows[3] + e))),
+                       hn::LoadU(d, rows[4] + e));
+    }
+
+    static void green(const GreenRows<W>& r, RowKind kind, const Geometry& geo) {
+        const D d;
+        const hn::RebindToUnsigned<D> du;
+        const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
+        const M green = green_lanes(kind, false);
+        const V four = hn::Set(d, W{4}), half = hn::Set(d, W{32}), zero = hn::Zero(d);
+        const V max_v = hn::Set(d, static_cast<W>(geo.max_value));
+        for (std::ptrdiff_t e = 0; e < geo.span; e += n) {
+            // Up to 4 + 25 * 255: eight times that still fits unsigned 16 bits.
+            const auto sh = hn::BitCast(du, hn::Add(sum5(d, r.dh5, e), four));
+            const auto sv = hn::BitCast(du, hn::Add(sum5(d, r.dv5, e), four));
+            const auto sh3 = hn::Add(sh, hn::ShiftLeft<1>(sh)), sv3 = hn::Add(sv, hn::ShiftLeft<1>(sv));
+            const V csh = hn::Add(hn::Add(hn::LoadU(d, r.c4h + e - 1), hn::LoadU(d, r.c4h + e + 1)),
+                                  hn::ShiftLeft<1>(hn::LoadU(d, r.c4h + e)));
+            const V csv = hn::Add(hn::Add(hn::LoadU(d, r.c4v[0] + e), hn::LoadU(d, r.c4v[2] + e)),
+                                  hn::ShiftLeft<1>(hn::LoadU(d, r.c4v[1] + e)));
+            // q csh + (4 - q) csv = 4 csh - (4 - q)(csh - csv), one term per unmet condition. Sums
+            // may wrap on the way; the result is within 16 bits, so it is exact.
+            const V diff = hn::Sub(csh, csv);
+            V c = hn::ShiftLeft<2>(csh);
+            c = hn::Sub(c, hn::IfThenElseZero(hn::RebindMask(d, hn::Lt(hn::ShiftLeft<3>(sv), sh3)), diff));
+            c = hn::Sub(c, hn::IfThenElseZero(hn::RebindMask(d, hn::Lt(hn::ShiftLeft<2>(sv), sh3)), diff));
+            c = hn::Sub(c, hn::IfThenElseZero(hn::RebindMask(d, hn::Lt(sv3, hn::ShiftLeft<2>(sh))), diff));
+            c = hn::Sub(c, hn::IfThenElseZero(hn::RebindMask(d, hn::Lt(sv3, hn::ShiftLeft<3>(sh))), diff));
+            const V p = hn::LoadU(d, r.p + e);
+            const V t = hn::Add(hn::Sub(hn::ShiftLeft<6>(p), c), half);
+            const V g = hn::IfThenElse(green, p, hn::Min(hn::Max(hn::ShiftRight<6>(t), zero), max_v));
+            hn::StoreU(g, d, r.g + e);
+            hn::StoreU(hn::Sub(p, g), d, r.d + e);
+        }
+    }
+
+    static bool simd_layout(const ChannelLayout& layout) {
+        return layout.green == 1 && ((layout.red == 0 && layout.blue == 2) || (layout.red == 2 && layout.blue == 0)) &&
+               (layout.alpha < 0 || layout.alpha == 3);
+    }
+
+    static void output(const OutputRows<W, T>& r, RowKind kind, const Geometry& geo) {
+        const D d;
+        const hn::Rebind<T, D> d8;
+        const std::size_t n = hn::Lanes(d);
+        if (geo.width < n || !simd_layout(geo.layout)) return ScalarStages<T>::output(r, kind, geo);
+        const M green_even_start = green_lanes(kind, false), green_odd_start = green_lanes(kind, true);
+        const V one = hn::Set(d, W{1}), two = hn::Set(d, W{2});
+        const auto max8 = hn::Set(d8, static_cast<T>(geo.max_value));
+        const auto alpha8 = hn::Set(d8, static_cast<T>(geo.max_value));
+        const bool a_first = kind.red_row == (geo.layout.red == 0);
+        const bool alpha = geo.layout.alpha >= 0;
+        const bool clamp = geo.max_value < 255;
+        const std::size_t channels = alpha ? 4 : 3;
+        const std::size_t last = geo.width - n;
+        for (std::size_t x = 0;; x += n) {
+            // The last step may overlap the one before; it writes the same values again.
+            if (x > last) x = last;
+            const auto e = static_cast<std::ptrdiff_t>(x) + kHalo;
+            const M green = (x & 1) ? green_odd_start : green_even_start;
+            const V g = hn::LoadU(d, r.g + e);
+            const V along_row = hn::Add(
+                g, hn::ShiftRight<1>(hn::Add(hn::Add(hn::LoadU(d, r.d[1] + e - 1), hn::LoadU(d, r.d[1] + e + 1)), one)));
+            const V along_column = hn::Add(
+                g, hn::ShiftRight<1>(hn::Add(hn::Add(hn::LoadU(d, r.d[0] + e), hn::LoadU(d, r.d[2] + e)), one)));
+            const V diagonal = hn::Add(
+                g, hn::ShiftRight<2>(hn::Add(hn::Add(hn::Add(hn::LoadU(d, r.d[0] + e - 1), hn::LoadU(d, r.d[0] + e + 1)),
+                                                     hn::Add(hn::LoadU(d, r.d[2] + e - 1), hn::LoadU(d, r.d[2] + e + 1))),
+                                             two)));
+            auto a = hn::DemoteTo(d8, hn::IfThenElse(green, along_row, hn::LoadU(d, r.p + e)));
+            auto o = hn::DemoteTo(d8, hn::IfThenElse(green, along_column, diagonal));
+            auto g8 = hn::DemoteTo(d8, g);
+            if (clamp) {
+                a = hn::Min(a, max8);
+                o = hn::Min(o, max8);
+                g8 = hn::Min(g8, max8);
+            }
+            T* out = r.out + x * channels;
+            const auto first = a_first ? a : o;
+            const auto third = a_first ? o : a;
+            if (alpha) {
+                hn::StoreInterleaved4(first, g8, third, alpha8, d8, out);
+            } else {
+                hn::StoreInterleaved3(first, g8, third, d8, out);
+            }
+            if (x == last) break;
+        }
+    }
+};
+
+void DirectionalBandU8(const Band<std::uint8_t>& band) {
+    directional_detail::run_band<std::uint8_t, SimdStages>(band);
+}
+
+#else  // HWY_SCALAR: the parity masks need at least two lanes
+
+void DirectionalBandU8(const Band<std::uint8_t>& band) {
+    directional_detail::run_band<std::uint8_t, ScalarStages<std::uint8_t>>(band);
+}
+
+#endif
+
+}  // namespace plox::ipl::lib::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace plox::ipl::lib {
+
+HWY_EXPORT(DirectionalBandU8);
+
+template <class T>
+void directional_demosaic(const T* mosaic, std::ptrdiff_t mosaic_stride, std::size_t width, std::size_t rows,
+                          PLOX_IPL_BAYER_PATTERN pattern, std::uint32_t max_value, ChannelLayout layout, T* out,
+                          std::ptrdiff_t out_stride) {
+    if (width == 0 || rows == 0) return;
+    const directional_detail::Band<T> band{mosaic,  mosaic_stride,
+                                           width,   rows,
+                                           pattern, std::min<std::uint32_t>(max_value, std::numeric_limits<T>::max()),
+                                           layout,  out,
+                                           out_stride};
+    if constexpr (sizeof(T) == 1) {
+        if (Settings::instance().simd_enabled()) return HWY_DYNAMIC_DISPATCH(DirectionalBandU8)(band);
+    }
+    directional_detail::run_band<T, directional_detail::ScalarStages<T>>(band);
+}
+
+template void directional_demosaic<std::uint8_t>(const std::uint8_t*, std::ptrdiff_t, std::size_t, std::size_t,
+                                                 PLOX_IPL_BAYER_PATTERN, std::uint32_t, ChannelLayout, std::uint8_t*,
+                                                 std::ptrdiff_t);
+template void directional_demosaic<std::uint16_t>(const std::uint16_t*, std::ptrdiff_t, std::size_t, std::size_t,
+                                                  PLOX_IPL_BAYER_PATTERN, std::uint32_t, ChannelLayout,
+                                                  std::uint16_t*, std::ptrdiff_t);
+
+}  // namespace plox::ipl::lib
+#endif  // HWY_ONCE
