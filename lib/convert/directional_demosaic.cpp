@@ -40,14 +40,16 @@ struct SimdStages {
     static void load(const T* row, const Geometry& geo, W* p) {
         const D d;
         const hn::Rebind<T, D> d8;
-        const std::size_t n = hn::Lanes(d);
-        std::size_t x = 0;
-        for (; x + n <= geo.width; x += n) hn::StoreU(hn::PromoteTo(d, hn::LoadU(d8, row + x)), d, p + kHalo + x);
-        for (; x < geo.width; ++x) p[kHalo + static_cast<std::ptrdiff_t>(x)] = row[x];
-        const auto mirror = [&](std::ptrdiff_t e) { p[e] = row[mirror_index(e - kHalo, geo.width)]; };
-        for (std::ptrdiff_t e = -directional_detail::kMargin; e < kHalo; ++e) mirror(e);
-        for (auto e = kHalo + static_cast<std::ptrdiff_t>(geo.width); e < geo.span + directional_detail::kMargin; ++e)
-            mirror(e);
+        const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
+        // Stage column e reads image column x0 - kHalo + e; the columns inside the image load as
+        // vectors, the mirrored ones one by one.
+        const auto shift = static_cast<std::ptrdiff_t>(geo.x0) - kHalo;
+        const std::ptrdiff_t end = geo.span + directional_detail::kMargin;
+        const std::ptrdiff_t inside_end = std::min(end, static_cast<std::ptrdiff_t>(geo.width) - shift);
+        std::ptrdiff_t e = -directional_detail::kMargin;
+        for (; e < -shift; ++e) p[e] = row[directional_detail::mirror_column(shift + e, geo.width)];
+        for (; e + n <= inside_end; e += n) hn::StoreU(hn::PromoteTo(d, hn::LoadU(d8, row + shift + e)), d, p + e);
+        for (; e < end; ++e) p[e] = row[directional_detail::mirror_column(shift + e, geo.width)];
     }
 
     static V second_difference(V m2, V m1, V c, V p1, V p2) {
@@ -140,7 +142,7 @@ struct SimdStages {
         const D d;
         const hn::Rebind<T, D> d8;
         const std::size_t n = hn::Lanes(d);
-        if (geo.width < n || !simd_layout(geo.layout)) return ScalarStages<T>::output(r, kind, geo);
+        if (geo.columns < n || !simd_layout(geo.layout)) return ScalarStages<T>::output(r, kind, geo);
         const M green_even_start = green_lanes(kind, false), green_odd_start = green_lanes(kind, true);
         const V one = hn::Set(d, W{1}), two = hn::Set(d, W{2});
         const auto max8 = hn::Set(d8, static_cast<T>(geo.max_value));
@@ -149,7 +151,7 @@ struct SimdStages {
         const bool alpha = geo.layout.alpha >= 0;
         const bool clamp = geo.max_value < 255;
         const std::size_t channels = alpha ? 4 : 3;
-        const std::size_t last = geo.width - n;
+        const std::size_t last = geo.columns - n;
         for (std::size_t x = 0;; x += n) {
             // The last step may overlap the one before; it writes the same values again.
             if (x > last) x = last;

@@ -10,8 +10,8 @@
 //   then R and B from G plus the mean D of the two (green sites) or four diagonal (red/blue)
 //   neighbours that hold that colour, rounded half up.
 //
-// A band is streamed row by row through small rings of stage rows, so everything stays in cache.
-// Stage rows cover the band's columns plus kHalo mirrored ones on each side: mirroring the mosaic
+// A band is streamed in column tiles, row by row, through small rings of stage rows that stay in
+// the L1 cache. Stage rows cover the tile's columns plus kHalo on each side: mirroring the mosaic
 // once (x = -1 reads x = 1, which keeps the colour parity) equals mirroring every stage, because
 // every stage is symmetric. This file holds the driver and the scalar stages, which are the
 // reference for the SIMD ones.
@@ -36,7 +36,8 @@ inline constexpr auto kHalo = static_cast<std::ptrdiff_t>(demosaic_halo(Demosaic
 inline constexpr std::ptrdiff_t kMargin = 8;
 // The computed span is a multiple of this, so whole vectors of any target cover it.
 inline constexpr std::size_t kSpanUnit = 64;
-inline constexpr std::size_t kRing = 8;  // rows kept per stage: a power of two above the deepest reach (7)
+// The widest span: the 38 stage rows of 16-bit values then take about 20 KiB.
+inline constexpr std::size_t kTileSpan = 2048;
 
 // Stage rows hold 16-bit integers for 8-bit data (every stage fits) and 32-bit ones otherwise.
 template <class T>
@@ -90,10 +91,13 @@ struct OutputRows {
     T* out;
 };
 
-// Stage arguments shared by every row: `span` columns are computed, from kHalo columns left of
-// the image; pointers address that first column and stay readable kMargin beyond both ends.
+// Stage arguments shared by every row of a tile: `span` columns are computed, from kHalo columns
+// left of the tile's first image column x0 (even, so stage columns keep the image's parity);
+// pointers address that first column and stay readable kMargin beyond both ends.
 struct Geometry {
-    std::size_t width;
+    std::size_t width;    // of the image
+    std::size_t x0;       // first image column of the tile
+    std::size_t columns;  // output columns of the tile
     std::ptrdiff_t span;
     std::int32_t max_value;
     int shift;
@@ -101,8 +105,15 @@ struct Geometry {
 };
 
 inline bool green_at(const RowKind& kind, std::ptrdiff_t e) noexcept {
-    // Stage column e is image column e - kHalo, of the same parity.
+    // Stage column e is image column x0 + e - kHalo, of the same parity.
     return ((e & 1) == 0) == kind.green_even;
+}
+
+// Image column x mirrored into 0..width-1; a single reflection covers all but tiny widths.
+inline std::size_t mirror_column(std::ptrdiff_t x, std::size_t width) noexcept {
+    const auto w = static_cast<std::ptrdiff_t>(width);
+    const std::ptrdiff_t once = x < 0 ? -x : x >= w ? 2 * (w - 1) - x : x;
+    return once >= 0 && once < w ? static_cast<std::size_t>(once) : mirror_index(x, width);
 }
 
 template <class T>
@@ -110,12 +121,8 @@ struct ScalarStages {
     using W = Work<T>;
 
     static void load(const T* row, const Geometry& geo, W* p) noexcept {
-        const auto width = static_cast<std::ptrdiff_t>(geo.width);
-        const std::ptrdiff_t end = geo.span + kMargin;
-        for (std::ptrdiff_t e = -kMargin; e < end; ++e) {
-            const std::ptrdiff_t x = e - kHalo;
-            p[e] = static_cast<W>(row[x >= 0 && x < width ? x : static_cast<std::ptrdiff_t>(mirror_index(x, geo.width))]);
-        }
+        const auto shift = static_cast<std::ptrdiff_t>(geo.x0) - kHalo;
+        for (std::ptrdiff_t e = -kMargin; e < geo.span + kMargin; ++e) p[e] = static_cast<W>(row[mirror_column(shift + e, geo.width)]);
     }
 
     static void horizontal(const W* p, RowKind kind, const Geometry& geo, W* c4h, W* scratch, W* dh5) noexcept {
@@ -171,7 +178,7 @@ struct ScalarStages {
         };
         const std::size_t channels = geo.layout.has_alpha() ? 4 : 3;
         for (std::size_t x = x_begin; x < x_end; ++x) {
-            const auto e = static_cast<std::ptrdiff_t>(x) + kHalo;
+            const auto e = static_cast<std::ptrdiff_t>(x) + kHalo;  // x counts from the tile's first column
             const std::int32_t g = r.g[e];
             std::int32_t a, o;
             if (green_at(kind, e)) {
@@ -190,70 +197,85 @@ struct ScalarStages {
     }
 
     static void output(const OutputRows<W, T>& r, RowKind kind, const Geometry& geo) noexcept {
-        output_columns(r, kind, geo, 0, geo.width);
+        output_columns(r, kind, geo, 0, geo.columns);
     }
 };
 
-// Stage rows for one band: rings of kRing rows per stage, each row kMargin wider on both sides.
+// Stage rows of a tile: a ring per stage, as deep as the stages read back, each row kMargin wider
+// on both sides.
 template <class W>
 class StageRows {
 public:
-    explicit StageRows(std::size_t span) : stride_(span + 2 * kMargin), storage_(stride_ * (5 * kRing + 2 * 4 + 1)) {}
+    explicit StageRows(std::size_t span) : stride_(span + 2 * kMargin), storage_(stride_ * kRows) {}
 
-    W* p(std::ptrdiff_t row) noexcept { return ring(0, kRing, row); }
-    W* c4h(std::ptrdiff_t row) noexcept { return ring(1, kRing, row); }
-    W* dh5(std::ptrdiff_t row) noexcept { return ring(2, kRing, row); }
-    W* c4v(std::ptrdiff_t row) noexcept { return ring(3, kRing, row); }
-    W* dv5(std::ptrdiff_t row) noexcept { return ring(4, kRing, row); }
-    W* g(std::ptrdiff_t row) noexcept { return ring(5, 4, row); }
-    W* d(std::ptrdiff_t row) noexcept { return ring(5, 4, row) + 4 * stride_; }
-    W* scratch() noexcept { return at(5 * kRing + 8); }
+    W* p(std::ptrdiff_t row) noexcept { return ring(0, 7, row); }  // P[k-6..k]
+    W* c4h(std::ptrdiff_t row) noexcept { return ring(7, 6, row); }  // c4h[k-5..k]
+    W* dh5(std::ptrdiff_t row) noexcept { return ring(13, 8, row); }  // dh5[k-7..k]
+    W* c4v(std::ptrdiff_t row) noexcept { return ring(21, 5, row); }  // c4v[k-6..k-2]
+    W* dv5(std::ptrdiff_t row) noexcept { return ring(26, 5, row); }  // dv5[k-7..k-3]
+    W* g(std::ptrdiff_t row) noexcept { return ring(31, 3, row); }  // G[k-7..k-5]
+    W* d(std::ptrdiff_t row) noexcept { return ring(34, 3, row); }  // D[k-7..k-5]
+    W* scratch() noexcept { return at(37); }
 
 private:
-    // Row `row` (band rows start at -kHalo) of a ring of `size` rows, the stage-th ring of kRing.
-    W* ring(std::size_t stage, std::size_t size, std::ptrdiff_t row) noexcept {
-        return at(stage * kRing + static_cast<std::size_t>(row & static_cast<std::ptrdiff_t>(size - 1)));
+    static constexpr std::size_t kRows = 38;
+
+    W* ring(std::size_t first, std::ptrdiff_t size, std::ptrdiff_t row) noexcept {
+        return at(first + static_cast<std::size_t>((row % size + size) % size));
     }
     W* at(std::size_t index) noexcept { return storage_.data() + index * stride_ + kMargin; }
 
     std::size_t stride_;
-    std::vector<W> storage_;  // zero-initialised: margins that no stage writes read as 0
+    std::vector<W> storage_;  // zero-initialised, so margins that no stage writes are defined
 };
 
-// Runs the stages over a band. Row k of the mosaic feeds c4h/dh5[k], c4v[k-2], dv5[k-3], G/D[k-5]
-// and the output row k-6.
+// Runs the stages over a band, tile by tile. Row k of the mosaic feeds c4h/dh5[k], c4v[k-2],
+// dv5[k-3], G/D[k-5] and the output row k-6.
 template <class T, class Stages>
 void run_band(const Band<T>& band) {
     using W = Work<T>;
-    const std::size_t span = (band.width + 2 * kHalo + kSpanUnit - 1) / kSpanUnit * kSpanUnit;
-    const Geometry geo{band.width, static_cast<std::ptrdiff_t>(span), static_cast<std::int32_t>(band.max_value), gradient_shift(band.max_value),
-                       band.layout};
-    StageRows<W> s(span);
+    constexpr std::size_t max_columns = kTileSpan - 2 * kHalo;
+    const std::size_t tiles = (band.width + max_columns - 1) / max_columns;
+    const std::size_t tile_columns = ((band.width + tiles - 1) / tiles + 1) & ~std::size_t{1};
+    StageRows<W> s(kTileSpan);
     const auto rows = static_cast<std::ptrdiff_t>(band.rows);
     const auto kind = [&](std::ptrdiff_t row) { return row_kind(band.pattern, static_cast<std::size_t>(row & 1)); };
-    for (std::ptrdiff_t k = -kHalo; k < rows + kHalo; ++k) {
-        Stages::load(band.mosaic + k * band.mosaic_stride, geo, s.p(k));
-        Stages::horizontal(s.p(k), kind(k), geo, s.c4h(k), s.scratch(), s.dh5(k));
-        if (k >= 4 - kHalo) {
-            const W* const p[5] = {s.p(k - 4), s.p(k - 3), s.p(k - 2), s.p(k - 1), s.p(k)};
-            Stages::vertical(p, kind(k - 2), geo, s.c4v(k - 2));
-        }
-        if (k >= 6 - kHalo) Stages::gradient_sums(s.c4v(k - 4), s.c4v(k - 2), geo, s.scratch(), s.dv5(k - 3));
-        const std::ptrdiff_t g = k - 5;
-        if (g >= -1) {
-            const GreenRows<W> r{s.p(g),
-                                 s.c4h(g),
-                                 {s.c4v(g - 1), s.c4v(g), s.c4v(g + 1)},
-                                 {s.dh5(g - 2), s.dh5(g - 1), s.dh5(g), s.dh5(g + 1), s.dh5(g + 2)},
-                                 {s.dv5(g - 2), s.dv5(g - 1), s.dv5(g), s.dv5(g + 1), s.dv5(g + 2)},
-                                 s.g(g),
-                                 s.d(g)};
-            Stages::green(r, kind(g), geo);
-        }
-        const std::ptrdiff_t y = k - kHalo;
-        if (y >= 0) {
-            const OutputRows<W, T> r{s.p(y), s.g(y), {s.d(y - 1), s.d(y), s.d(y + 1)}, band.out + y * band.out_stride};
-            Stages::output(r, kind(y), geo);
+    const std::size_t channels = band.layout.has_alpha() ? 4 : 3;
+    for (std::size_t x0 = 0; x0 < band.width; x0 += tile_columns) {
+        const std::size_t columns = std::min(tile_columns, band.width - x0);
+        const std::size_t span = (columns + 2 * kHalo + kSpanUnit - 1) / kSpanUnit * kSpanUnit;
+        const Geometry geo{band.width,
+                           x0,
+                           columns,
+                           static_cast<std::ptrdiff_t>(span),
+                           static_cast<std::int32_t>(band.max_value),
+                           gradient_shift(band.max_value),
+                           band.layout};
+        for (std::ptrdiff_t k = -kHalo; k < rows + kHalo; ++k) {
+            Stages::load(band.mosaic + k * band.mosaic_stride, geo, s.p(k));
+            Stages::horizontal(s.p(k), kind(k), geo, s.c4h(k), s.scratch(), s.dh5(k));
+            if (k >= 4 - kHalo) {
+                const W* const p[5] = {s.p(k - 4), s.p(k - 3), s.p(k - 2), s.p(k - 1), s.p(k)};
+                Stages::vertical(p, kind(k - 2), geo, s.c4v(k - 2));
+            }
+            if (k >= 6 - kHalo) Stages::gradient_sums(s.c4v(k - 4), s.c4v(k - 2), geo, s.scratch(), s.dv5(k - 3));
+            const std::ptrdiff_t g = k - 5;
+            if (g >= -1) {
+                const GreenRows<W> r{s.p(g),
+                                     s.c4h(g),
+                                     {s.c4v(g - 1), s.c4v(g), s.c4v(g + 1)},
+                                     {s.dh5(g - 2), s.dh5(g - 1), s.dh5(g), s.dh5(g + 1), s.dh5(g + 2)},
+                                     {s.dv5(g - 2), s.dv5(g - 1), s.dv5(g), s.dv5(g + 1), s.dv5(g + 2)},
+                                     s.g(g),
+                                     s.d(g)};
+                Stages::green(r, kind(g), geo);
+            }
+            const std::ptrdiff_t y = k - kHalo;
+            if (y >= 0) {
+                const OutputRows<W, T> r{s.p(y), s.g(y), {s.d(y - 1), s.d(y), s.d(y + 1)},
+                                         band.out + y * band.out_stride + x0 * channels};
+                Stages::output(r, kind(y), geo);
+            }
         }
     }
 }
