@@ -138,52 +138,81 @@ struct SimdStages {
                (layout.alpha < 0 || layout.alpha == 3);
     }
 
-    static void output(const OutputRows<W, T>& r, RowKind kind, const Geometry& geo) {
+    using D8 = hn::Rebind<T, D>;  // half a byte vector
+    using V8 = hn::Vec<D8>;
+
+    // The non-green colour of the row (A), green and the other colour (O) of the pixels from
+    // stage column e, as bytes.
+    static HWY_INLINE void colours(const OutputRows<W, T>& r, std::ptrdiff_t e, M green, V8& a, V8& g8, V8& o) {
         const D d;
-        const hn::Rebind<T, D> d8;
-        const std::size_t n = hn::Lanes(d);
-        if (geo.columns < n || !simd_layout(geo.layout)) return ScalarStages<T>::output(r, kind, geo);
-        const M green_even_start = green_lanes(kind, false), green_odd_start = green_lanes(kind, true);
+        const D8 d8;
         const V one = hn::Set(d, W{1}), two = hn::Set(d, W{2});
-        const auto max8 = hn::Set(d8, static_cast<T>(geo.max_value));
-        const auto alpha8 = hn::Set(d8, static_cast<T>(geo.max_value));
-        const bool a_first = kind.red_row == (geo.layout.red == 0);
-        const bool alpha = geo.layout.alpha >= 0;
-        const bool clamp = geo.max_value < 255;
-        const std::size_t channels = alpha ? 4 : 3;
-        const std::size_t last = geo.columns - n;
-        for (std::size_t x = 0;; x += n) {
+        const V g = hn::LoadU(d, r.g + e);
+        const V up_left = hn::LoadU(d, r.d[0] + e - 1), up_right = hn::LoadU(d, r.d[0] + e + 1);
+        const V down_left = hn::LoadU(d, r.d[2] + e - 1), down_right = hn::LoadU(d, r.d[2] + e + 1);
+        const V along_row =
+            hn::Add(g, hn::ShiftRight<1>(hn::Add(hn::Add(hn::LoadU(d, r.d[1] + e - 1), hn::LoadU(d, r.d[1] + e + 1)), one)));
+        const V along_column =
+            hn::Add(g, hn::ShiftRight<1>(hn::Add(hn::Add(hn::LoadU(d, r.d[0] + e), hn::LoadU(d, r.d[2] + e)), one)));
+        const V diagonal = hn::Add(
+            g, hn::ShiftRight<2>(hn::Add(hn::Add(hn::Add(up_left, up_right), hn::Add(down_left, down_right)), two)));
+        a = hn::DemoteTo(d8, hn::IfThenElse(green, along_row, hn::LoadU(d, r.p + e)));
+        o = hn::DemoteTo(d8, hn::IfThenElse(green, along_column, diagonal));
+        g8 = hn::DemoteTo(d8, g);
+    }
+
+    // Two vectors of pixels per step, so that the byte interleaving works on whole vectors.
+    template <bool kAFirst, bool kAlpha, bool kClamp>
+    static HWY_NOINLINE void output_steps(const OutputRows<W, T>& rows, RowKind kind, const Geometry& geo) {
+        const hn::ScalableTag<T> db;
+        const D8 d8;
+        const std::size_t n = hn::Lanes(d8);
+        const OutputRows<W, T> r = rows;  // a local copy: the byte stores below could alias the original
+        const M green_even_start = green_lanes(kind, false), green_odd_start = green_lanes(kind, true);
+        const auto max_b = hn::Set(db, static_cast<T>(geo.max_value));
+        constexpr std::size_t channels = kAlpha ? 4 : 3;
+        const std::size_t last = geo.columns - 2 * n;
+        for (std::size_t x = 0;; x += 2 * n) {
             // The last step may overlap the one before; it writes the same values again.
             if (x > last) x = last;
             const auto e = static_cast<std::ptrdiff_t>(x) + kHalo;
             const M green = (x & 1) ? green_odd_start : green_even_start;
-            const V g = hn::LoadU(d, r.g + e);
-            const V along_row = hn::Add(
-                g, hn::ShiftRight<1>(hn::Add(hn::Add(hn::LoadU(d, r.d[1] + e - 1), hn::LoadU(d, r.d[1] + e + 1)), one)));
-            const V along_column = hn::Add(
-                g, hn::ShiftRight<1>(hn::Add(hn::Add(hn::LoadU(d, r.d[0] + e), hn::LoadU(d, r.d[2] + e)), one)));
-            const V diagonal = hn::Add(
-                g, hn::ShiftRight<2>(hn::Add(hn::Add(hn::Add(hn::LoadU(d, r.d[0] + e - 1), hn::LoadU(d, r.d[0] + e + 1)),
-                                                     hn::Add(hn::LoadU(d, r.d[2] + e - 1), hn::LoadU(d, r.d[2] + e + 1))),
-                                             two)));
-            auto a = hn::DemoteTo(d8, hn::IfThenElse(green, along_row, hn::LoadU(d, r.p + e)));
-            auto o = hn::DemoteTo(d8, hn::IfThenElse(green, along_column, diagonal));
-            auto g8 = hn::DemoteTo(d8, g);
-            if (clamp) {
-                a = hn::Min(a, max8);
-                o = hn::Min(o, max8);
-                g8 = hn::Min(g8, max8);
+            V8 a_lo, g_lo, o_lo, a_hi, g_hi, o_hi;
+            colours(r, e, green, a_lo, g_lo, o_lo);
+            colours(r, e + static_cast<std::ptrdiff_t>(n), green, a_hi, g_hi, o_hi);
+            auto a = hn::Combine(db, a_hi, a_lo), g = hn::Combine(db, g_hi, g_lo), o = hn::Combine(db, o_hi, o_lo);
+            if (kClamp) {
+                a = hn::Min(a, max_b);
+                g = hn::Min(g, max_b);
+                o = hn::Min(o, max_b);
             }
             T* out = r.out + x * channels;
-            const auto first = a_first ? a : o;
-            const auto third = a_first ? o : a;
-            if (alpha) {
-                hn::StoreInterleaved4(first, g8, third, alpha8, d8, out);
+            if (kAlpha) {
+                hn::StoreInterleaved4(kAFirst ? a : o, g, kAFirst ? o : a, max_b, db, out);
             } else {
-                hn::StoreInterleaved3(first, g8, third, d8, out);
+                hn::StoreInterleaved3(kAFirst ? a : o, g, kAFirst ? o : a, db, out);
             }
             if (x == last) break;
         }
+    }
+
+    template <bool kAlpha, bool kClamp>
+    static void output_steps(const OutputRows<W, T>& r, RowKind kind, const Geometry& geo, bool a_first) {
+        if (a_first) {
+            output_steps<true, kAlpha, kClamp>(r, kind, geo);
+        } else {
+            output_steps<false, kAlpha, kClamp>(r, kind, geo);
+        }
+    }
+
+    static void output(const OutputRows<W, T>& r, RowKind kind, const Geometry& geo) {
+        if (geo.columns < 2 * hn::Lanes(D8()) || !simd_layout(geo.layout)) return ScalarStages<T>::output(r, kind, geo);
+        const bool a_first = kind.red_row == (geo.layout.red == 0);
+        const bool clamp = geo.max_value < 255;
+        if (geo.layout.alpha >= 0) {
+            return clamp ? output_steps<true, true>(r, kind, geo, a_first) : output_steps<true, false>(r, kind, geo, a_first);
+        }
+        return clamp ? output_steps<false, true>(r, kind, geo, a_first) : output_steps<false, false>(r, kind, geo, a_first);
     }
 };
 
