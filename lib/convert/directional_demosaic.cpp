@@ -41,15 +41,17 @@ struct SimdStages {
         const D d;
         const hn::Rebind<T, D> d8;
         const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
-        // Stage column e reads image column x0 - kHalo + e; the columns inside the image load as
+        // Stage column e reads image column x0 - kHalo + e: the columns inside the image load as
         // vectors, the mirrored ones one by one.
         const auto shift = static_cast<std::ptrdiff_t>(geo.x0) - kHalo;
-        const std::ptrdiff_t end = geo.span + directional_detail::kMargin;
-        const std::ptrdiff_t inside_end = std::min(end, static_cast<std::ptrdiff_t>(geo.width) - shift);
-        std::ptrdiff_t e = -directional_detail::kMargin;
-        for (; e < -shift; ++e) p[e] = row[directional_detail::mirror_column(shift + e, geo.width)];
+        const std::ptrdiff_t used = directional_detail::used_columns(geo);
+        const std::ptrdiff_t inside_end = std::min(used, static_cast<std::ptrdiff_t>(geo.width) - shift);
+        std::fill(p - directional_detail::kMargin, p, W{0});
+        std::ptrdiff_t e = 0;
+        for (; e < std::min(-shift, used); ++e) p[e] = row[directional_detail::mirror_column(shift + e, geo.width)];
         for (; e + n <= inside_end; e += n) hn::StoreU(hn::PromoteTo(d, hn::LoadU(d8, row + shift + e)), d, p + e);
-        for (; e < end; ++e) p[e] = row[directional_detail::mirror_column(shift + e, geo.width)];
+        for (; e < used; ++e) p[e] = row[directional_detail::mirror_column(shift + e, geo.width)];
+        std::fill(p + used, p + geo.span + directional_detail::kMargin, W{0});
     }
 
     static V second_difference(V m2, V m1, V c, V p1, V p2) {

@@ -110,6 +110,10 @@ inline bool green_at(const RowKind& kind, std::ptrdiff_t e) noexcept {
     return ((e & 1) == 0) == kind.green_even;
 }
 
+inline std::ptrdiff_t used_columns(const Geometry& geo) noexcept {
+    return static_cast<std::ptrdiff_t>(geo.columns) + 2 * kHalo;
+}
+
 // Image column x mirrored into 0..width-1; a single reflection covers all but tiny widths.
 inline std::size_t mirror_column(std::ptrdiff_t x, std::size_t width) noexcept {
     const auto w = static_cast<std::ptrdiff_t>(width);
@@ -121,9 +125,13 @@ template <class T>
 struct ScalarStages {
     using W = Work<T>;
 
+    // Stage columns 0..columns + 2 kHalo - 1 feed the tile's output; the others read as 0.
     static void load(const T* row, const Geometry& geo, W* p) noexcept {
         const auto shift = static_cast<std::ptrdiff_t>(geo.x0) - kHalo;
-        for (std::ptrdiff_t e = -kMargin; e < geo.span + kMargin; ++e) p[e] = static_cast<W>(row[mirror_column(shift + e, geo.width)]);
+        const std::ptrdiff_t used = used_columns(geo);
+        std::fill(p - kMargin, p, W{0});
+        for (std::ptrdiff_t e = 0; e < used; ++e) p[e] = static_cast<W>(row[mirror_column(shift + e, geo.width)]);
+        std::fill(p + used, p + geo.span + kMargin, W{0});
     }
 
     static void horizontal(const W* p, RowKind kind, const Geometry& geo, W* c4h, W* scratch, W* dh5) noexcept {
