@@ -110,7 +110,8 @@ def psnr(a, b):
 
 
 @pytest.mark.parametrize("pattern", sorted(OPENCV_CODE))
-@pytest.mark.parametrize("shape", [(1, 1), (1, 9), (9, 1), (2, 3), (5, 7), (8, 8), (13, 6), (37, 51), (70, 300)])
+@pytest.mark.parametrize("shape", [(1, 1), (1, 9), (9, 1), (2, 3), (5, 7), (8, 8), (13, 6), (37, 51), (70, 300),
+                                   (7, 4401)])
 @pytest.mark.parametrize("bits, target", [(8, "RGB8"), (10, "RGB10"), (12, "RGB12")])
 def test_high_quality_equals_the_numpy_model(pattern, shape, bits, target):
     raw = np.random.default_rng(sum(shape) + bits).integers(0, 1 << bits, shape)

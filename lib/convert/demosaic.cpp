@@ -92,7 +92,8 @@ HWY_NOINLINE std::size_t bilinear_span(const RowWindow<T>& w, std::size_t first)
 
 template <class T, bool kAlpha, bool kClamp>
 HWY_INLINE std::size_t span(const RowWindow<T>& w, bool a_first, std::size_t first) {
-    return a_first ? bilinear_span<T, true, kAlpha, kClamp>(w, first) : bilinear_span<T, false, kAlpha, kClamp>(w, first);
+    return a_first ? bilinear_span<T, true, kAlpha, kClamp>(w, first)
+                   : bilinear_span<T, false, kAlpha, kClamp>(w, first);
 }
 
 // The layout is RGB, BGR, RGBa or BGRa (the caller checked).

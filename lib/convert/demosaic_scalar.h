@@ -67,7 +67,9 @@ inline void scalar_columns(const RowWindow<T>& w, std::size_t x_begin, std::size
         if (x >= 1 && x + 1 < width) {
             scalar_pixel<T>(w, x, [x](int dx) { return x + static_cast<std::ptrdiff_t>(dx); });
         } else {
-            scalar_pixel<T>(w, x, [x, width](int dx) { return mirror_index(static_cast<std::ptrdiff_t>(x) + dx, width); });
+            scalar_pixel<T>(w, x, [x, width](int dx) {
+                return mirror_index(static_cast<std::ptrdiff_t>(x) + dx, width);
+            });
         }
     }
 }

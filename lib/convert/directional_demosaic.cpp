@@ -152,10 +152,10 @@ struct SimdStages {
         const V g = hn::LoadU(d, r.g + e);
         const V up_left = hn::LoadU(d, r.d[0] + e - 1), up_right = hn::LoadU(d, r.d[0] + e + 1);
         const V down_left = hn::LoadU(d, r.d[2] + e - 1), down_right = hn::LoadU(d, r.d[2] + e + 1);
-        const V along_row =
-            hn::Add(g, hn::ShiftRight<1>(hn::Add(hn::Add(hn::LoadU(d, r.d[1] + e - 1), hn::LoadU(d, r.d[1] + e + 1)), one)));
-        const V along_column =
-            hn::Add(g, hn::ShiftRight<1>(hn::Add(hn::Add(hn::LoadU(d, r.d[0] + e), hn::LoadU(d, r.d[2] + e)), one)));
+        const V left = hn::LoadU(d, r.d[1] + e - 1), right = hn::LoadU(d, r.d[1] + e + 1);
+        const V up = hn::LoadU(d, r.d[0] + e), down = hn::LoadU(d, r.d[2] + e);
+        const V along_row = hn::Add(g, hn::ShiftRight<1>(hn::Add(hn::Add(left, right), one)));
+        const V along_column = hn::Add(g, hn::ShiftRight<1>(hn::Add(hn::Add(up, down), one)));
         const V diagonal = hn::Add(
             g, hn::ShiftRight<2>(hn::Add(hn::Add(hn::Add(up_left, up_right), hn::Add(down_left, down_right)), two)));
         a = hn::DemoteTo(d8, hn::IfThenElse(green, along_row, hn::LoadU(d, r.p + e)));
@@ -212,9 +212,11 @@ struct SimdStages {
         const bool a_first = kind.red_row == (geo.layout.red == 0);
         const bool clamp = geo.max_value < 255;
         if (geo.layout.alpha >= 0) {
-            return clamp ? output_steps<true, true>(r, kind, geo, a_first) : output_steps<true, false>(r, kind, geo, a_first);
+            return clamp ? output_steps<true, true>(r, kind, geo, a_first)
+                         : output_steps<true, false>(r, kind, geo, a_first);
         }
-        return clamp ? output_steps<false, true>(r, kind, geo, a_first) : output_steps<false, false>(r, kind, geo, a_first);
+        return clamp ? output_steps<false, true>(r, kind, geo, a_first)
+                     : output_steps<false, false>(r, kind, geo, a_first);
     }
 };
 

@@ -11,8 +11,8 @@
 
 namespace plox::ipl::lib {
 
-// As demosaic() (demosaic.h), with kDirectionalHalo readable rows above and below the band
-// instead of the bilinear's one.
+// As demosaic() (demosaic.h) with DemosaicMethod::directional: demosaic_halo() of it, six rows,
+// must be readable above and below the band.
 template <class T>
 void directional_demosaic(const T* mosaic, std::ptrdiff_t mosaic_stride, std::size_t width, std::size_t rows,
                           PLOX_IPL_BAYER_PATTERN pattern, std::uint32_t max_value, ChannelLayout layout, T* out,

@@ -224,8 +224,8 @@ std::string case_name(const ::testing::TestParamInfo<Case>& info) {
 }
 
 // Small and odd sizes reach the mirrored borders from both sides; the wide ones run SIMD steps,
-// including a final step that overlaps the one before; the widest spans several column tiles.
-constexpr std::pair<long, long> kSizes[] = {{2, 2}, {3, 5}, {7, 3}, {37, 4}, {70, 9}, {131, 6}, {737, 5}};
+// including a final step that overlaps the one before; the widest is split into column tiles.
+constexpr std::pair<long, long> kSizes[] = {{2, 2}, {3, 5}, {7, 3}, {37, 4}, {70, 9}, {131, 6}, {737, 5}, {4401, 3}};
 
 INSTANTIATE_TEST_SUITE_P(Demosaic, DemosaicCase,
                          ::testing::Combine(::testing::ValuesIn(kPatterns),
