@@ -58,11 +58,13 @@ struct SimdStages {
         return hn::Add(hn::Add(m2, p2), hn::ShiftLeft<1>(hn::Sub(hn::Sub(c, m1), p1)));
     }
 
+    // Vector stores may alias anything, so loops keep their pointers and bounds in locals.
     static void horizontal(const W* p, RowKind kind, const Geometry& geo, W* c4h, W* scratch, W* dh5) {
         const D d;
         const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
         const M green = green_lanes(kind, false);
-        for (std::ptrdiff_t e = 0; e < geo.span; e += n) {
+        const std::ptrdiff_t span = geo.span;
+        for (std::ptrdiff_t e = 0; e < span; e += n) {
             const V t = second_difference(hn::LoadU(d, p + e - 2), hn::LoadU(d, p + e - 1), hn::LoadU(d, p + e),
                                           hn::LoadU(d, p + e + 1), hn::LoadU(d, p + e + 2));
             hn::StoreU(hn::IfThenElse(green, hn::Neg(t), t), d, c4h + e);
@@ -74,9 +76,11 @@ struct SimdStages {
         const D d;
         const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
         const M green = green_lanes(kind, false);
-        for (std::ptrdiff_t e = 0; e < geo.span; e += n) {
-            const V t = second_difference(hn::LoadU(d, p[0] + e), hn::LoadU(d, p[1] + e), hn::LoadU(d, p[2] + e),
-                                          hn::LoadU(d, p[3] + e), hn::LoadU(d, p[4] + e));
+        const std::ptrdiff_t span = geo.span;
+        const W *p0 = p[0], *p1 = p[1], *p2 = p[2], *p3 = p[3], *p4 = p[4];
+        for (std::ptrdiff_t e = 0; e < span; e += n) {
+            const V t = second_difference(hn::LoadU(d, p0 + e), hn::LoadU(d, p1 + e), hn::LoadU(d, p2 + e),
+                                          hn::LoadU(d, p3 + e), hn::LoadU(d, p4 + e));
             hn::StoreU(hn::IfThenElse(green, hn::Neg(t), t), d, c4v + e);
         }
     }
@@ -85,11 +89,13 @@ struct SimdStages {
         const D d;
         const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
         const V cap = hn::Set(d, W{255});
-        for (std::ptrdiff_t e = 0; e < geo.span; e += n) {
+        const std::ptrdiff_t span = geo.span;
+        const int shift = geo.shift;
+        for (std::ptrdiff_t e = 0; e < span; e += n) {
             const V diff = hn::Abs(hn::Sub(hn::LoadU(d, after + e), hn::LoadU(d, before + e)));
-            hn::StoreU(hn::Min(hn::ShiftRightSame(diff, geo.shift), cap), d, scratch + e);
+            hn::StoreU(hn::Min(hn::ShiftRightSame(diff, shift), cap), d, scratch + e);
         }
-        for (std::ptrdiff_t e = 0; e < geo.span; e += n) {
+        for (std::ptrdiff_t e = 0; e < span; e += n) {
             const V s = hn::Add(hn::Add(hn::LoadU(d, scratch + e - 2), hn::LoadU(d, scratch + e - 1)),
                                 hn::Add(hn::Add(hn::LoadU(d, scratch + e), hn::LoadU(d, scratch + e + 1)),
                                         hn::LoadU(d, scratch + e + 2)));
@@ -103,14 +109,16 @@ struct SimdStages {
                        hn::LoadU(d, rows[4] + e));
     }
 
-    static void green(const GreenRows<W>& r, RowKind kind, const Geometry& geo) {
+    static void green(const GreenRows<W>& rows, RowKind kind, const Geometry& geo) {
+        const GreenRows<W> r = rows;
+        const std::ptrdiff_t span = geo.span;
         const D d;
         const hn::RebindToUnsigned<D> du;
         const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
         const M green = green_lanes(kind, false);
         const V four = hn::Set(d, W{4}), half = hn::Set(d, W{32}), zero = hn::Zero(d);
         const V max_v = hn::Set(d, static_cast<W>(geo.max_value));
-        for (std::ptrdiff_t e = 0; e < geo.span; e += n) {
+        for (std::ptrdiff_t e = 0; e < span; e += n) {
             // Up to 4 + 25 * 255: eight times that still fits unsigned 16 bits.
             const auto sh = hn::BitCast(du, hn::Add(sum5(d, r.dh5, e), four));
             const auto sv = hn::BitCast(du, hn::Add(sum5(d, r.dv5, e), four));
@@ -169,7 +177,7 @@ struct SimdStages {
         const hn::ScalableTag<T> db;
         const D8 d8;
         const std::size_t n = hn::Lanes(d8);
-        const OutputRows<W, T> r = rows;  // a local copy: the byte stores below could alias the original
+        const OutputRows<W, T> r = rows;  // a local copy: see horizontal()
         const M green_even_start = green_lanes(kind, false), green_odd_start = green_lanes(kind, true);
         const auto max_b = hn::Set(db, static_cast<T>(geo.max_value));
         constexpr std::size_t channels = kAlpha ? 4 : 3;
