@@ -103,10 +103,16 @@ struct SimdStages {
         }
     }
 
-    static V sum5(D d, const W* const rows[5], std::ptrdiff_t e) {
-        return hn::Add(hn::Add(hn::Add(hn::LoadU(d, rows[0] + e), hn::LoadU(d, rows[1] + e)),
-                               hn::Add(hn::LoadU(d, rows[2] + e), hn::LoadU(d, rows[3] + e))),
-                       hn::LoadU(d, rows[4] + e));
+    static void start_sums(const W* const rows[4], const Geometry& geo, W* sums) {
+        const D d;
+        const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
+        const std::ptrdiff_t span = geo.span;
+        const W *r0 = rows[0], *r1 = rows[1], *r2 = rows[2], *r3 = rows[3];
+        for (std::ptrdiff_t e = 0; e < span; e += n) {
+            hn::StoreU(hn::Add(hn::Add(hn::LoadU(d, r0 + e), hn::LoadU(d, r1 + e)),
+                               hn::Add(hn::LoadU(d, r2 + e), hn::LoadU(d, r3 + e))),
+                       d, sums + e);
+        }
     }
 
     static void green(const GreenRows<W>& rows, RowKind kind, const Geometry& geo) {
@@ -119,9 +125,13 @@ struct SimdStages {
         const V four = hn::Set(d, W{4}), half = hn::Set(d, W{32}), zero = hn::Zero(d);
         const V max_v = hn::Set(d, static_cast<W>(geo.max_value));
         for (std::ptrdiff_t e = 0; e < span; e += n) {
+            const V sum_h = hn::Add(hn::LoadU(d, r.sum_h + e), hn::LoadU(d, r.dh5_in + e));
+            const V sum_v = hn::Add(hn::LoadU(d, r.sum_v + e), hn::LoadU(d, r.dv5_in + e));
+            hn::StoreU(hn::Sub(sum_h, hn::LoadU(d, r.dh5_out + e)), d, r.sum_h + e);
+            hn::StoreU(hn::Sub(sum_v, hn::LoadU(d, r.dv5_out + e)), d, r.sum_v + e);
             // Up to 4 + 25 * 255: eight times that still fits unsigned 16 bits.
-            const auto sh = hn::BitCast(du, hn::Add(sum5(d, r.dh5, e), four));
-            const auto sv = hn::BitCast(du, hn::Add(sum5(d, r.dv5, e), four));
+            const auto sh = hn::BitCast(du, hn::Add(sum_h, four));
+            const auto sv = hn::BitCast(du, hn::Add(sum_v, four));
             const auto sh3 = hn::Add(sh, hn::ShiftLeft<1>(sh)), sv3 = hn::Add(sv, hn::ShiftLeft<1>(sv));
             const V csh = hn::Add(hn::Add(hn::LoadU(d, r.c4h + e - 1), hn::LoadU(d, r.c4h + e + 1)),
                                   hn::ShiftLeft<1>(hn::LoadU(d, r.c4h + e)));
