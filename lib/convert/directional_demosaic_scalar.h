@@ -189,7 +189,9 @@ struct ScalarStages {
 
     // The vertical sums of the first green row's rows g-2..g+1.
     static void start_sums(const W* const rows[4], const Geometry& geo, W* sums) noexcept {
-        for (std::ptrdiff_t e = 0; e < geo.span; ++e) sums[e] = static_cast<W>(rows[0][e] + rows[1][e] + rows[2][e] + rows[3][e]);
+        for (std::ptrdiff_t e = 0; e < geo.span; ++e) {
+            sums[e] = static_cast<W>(rows[0][e] + rows[1][e] + rows[2][e] + rows[3][e]);
+        }
     }
 
     static void output_columns(const OutputRows<W, T>& r, RowKind kind, const Geometry& geo, std::size_t x_begin,
@@ -293,10 +295,10 @@ void run_band(const Band<T>& band) {
                 Stages::start_sums(dv5, geo, s.sum_v());
             }
             if (g >= -1) {
-                const GreenRows<W> r{s.p(g),      s.c4h(g),         {s.c4v(g - 1), s.c4v(g), s.c4v(g + 1)},
-                                     s.sum_h(),   s.sum_v(),        s.dh5(g + 2),
-                                     s.dh5(g - 2), s.dv5(g + 2),    s.dv5(g - 2),
-                                     s.g(g),      s.d(g)};
+                const GreenRows<W> r{s.p(g),       s.c4h(g),     {s.c4v(g - 1), s.c4v(g), s.c4v(g + 1)},
+                                     s.sum_h(),    s.sum_v(),    s.dh5(g + 2),
+                                     s.dh5(g - 2), s.dv5(g + 2), s.dv5(g - 2),
+                                     s.g(g),       s.d(g)};
                 Stages::green(r, kind(g), geo);
             }
             const std::ptrdiff_t y = k - kHalo;
