@@ -90,10 +90,10 @@ struct SimdStages {
         const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
         const V cap = hn::Set(d, W{255});
         const std::ptrdiff_t span = geo.span;
-        const int shift = geo.shift;
+        // 8-bit data are on the gradients' scale already (geo.shift is 0).
         for (std::ptrdiff_t e = 0; e < span; e += n) {
             const V diff = hn::Abs(hn::Sub(hn::LoadU(d, after + e), hn::LoadU(d, before + e)));
-            hn::StoreU(hn::Min(hn::ShiftRightSame(diff, shift), cap), d, scratch + e);
+            hn::StoreU(hn::Min(diff, cap), d, scratch + e);
         }
         for (std::ptrdiff_t e = 0; e < span; e += n) {
             const V s = hn::Add(hn::Add(hn::LoadU(d, scratch + e - 2), hn::LoadU(d, scratch + e - 1)),
