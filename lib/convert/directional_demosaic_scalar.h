@@ -194,13 +194,12 @@ struct ScalarStages {
         }
     }
 
-    static void output_columns(const OutputRows<W, T>& r, RowKind kind, const Geometry& geo, std::size_t x_begin,
-                               std::size_t x_end) noexcept {
+    static void output(const OutputRows<W, T>& r, RowKind kind, const Geometry& geo) noexcept {
         const auto clamp = [&](std::int32_t v) {
             return static_cast<T>(v < 0 ? 0 : std::min(v, geo.max_value));
         };
         const std::size_t channels = geo.layout.has_alpha() ? 4 : 3;
-        for (std::size_t x = x_begin; x < x_end; ++x) {
+        for (std::size_t x = 0; x < geo.columns; ++x) {
             const auto e = static_cast<std::ptrdiff_t>(x) + kHalo;  // x counts from the tile's first column
             const std::int32_t g = r.g[e];
             std::int32_t a, o;
@@ -217,10 +216,6 @@ struct ScalarStages {
             px[geo.layout.blue] = clamp(kind.red_row ? o : a);
             if (geo.layout.alpha >= 0) px[geo.layout.alpha] = static_cast<T>(geo.max_value);
         }
-    }
-
-    static void output(const OutputRows<W, T>& r, RowKind kind, const Geometry& geo) noexcept {
-        output_columns(r, kind, geo, 0, geo.columns);
     }
 };
 
