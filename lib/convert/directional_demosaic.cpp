@@ -1,5 +1,5 @@
-// Directional demosaicing: the SIMD stages for 8-bit data (16-bit lanes hold every stage), the
-// scalar stages of directional_demosaic_scalar.h for everything else. Both give the same bytes.
+// Directional demosaicing: the SIMD stages (16-bit lanes for 8-bit data, 32-bit lanes for deeper
+// data), which give the bytes of the scalar stages in directional_demosaic_scalar.h.
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "lib/convert/directional_demosaic.cpp"
@@ -23,9 +23,9 @@ using directional_detail::ScalarStages;
 
 #if HWY_TARGET != HWY_SCALAR
 
+template <class T>
 struct SimdStages {
-    using T = std::uint8_t;
-    using W = std::int16_t;
+    using W = directional_detail::Work<T>;
     using D = hn::ScalableTag<W>;
     using V = hn::Vec<D>;
     using M = hn::Mask<D>;
@@ -39,7 +39,7 @@ struct SimdStages {
 
     static void load(const T* row, const Geometry& geo, W* p) {
         const D d;
-        const hn::Rebind<T, D> d8;
+        const hn::Rebind<T, D> dt;
         const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
         // Stage column e reads image column x0 - kHalo + e: the columns inside the image load as
         // vectors, the mirrored ones one by one.
@@ -49,7 +49,7 @@ struct SimdStages {
         std::fill(p - directional_detail::kMargin, p, W{0});
         std::ptrdiff_t e = 0;
         for (; e < std::min(-shift, used); ++e) p[e] = row[directional_detail::mirror_column(shift + e, geo.width)];
-        for (; e + n <= inside_end; e += n) hn::StoreU(hn::PromoteTo(d, hn::LoadU(d8, row + shift + e)), d, p + e);
+        for (; e + n <= inside_end; e += n) hn::StoreU(hn::PromoteTo(d, hn::LoadU(dt, row + shift + e)), d, p + e);
         for (; e < used; ++e) p[e] = row[directional_detail::mirror_column(shift + e, geo.width)];
         std::fill(p + used, p + geo.span + directional_detail::kMargin, W{0});
     }
@@ -90,9 +90,11 @@ struct SimdStages {
         const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
         const V cap = hn::Set(d, W{255});
         const std::ptrdiff_t span = geo.span;
-        // 8-bit data are on the gradients' scale already (geo.shift is 0).
+        const int shift = geo.shift;
         for (std::ptrdiff_t e = 0; e < span; e += n) {
-            const V diff = hn::Abs(hn::Sub(hn::LoadU(d, after + e), hn::LoadU(d, before + e)));
+            V diff = hn::Abs(hn::Sub(hn::LoadU(d, after + e), hn::LoadU(d, before + e)));
+            // 8-bit data are on the gradients' scale already.
+            if constexpr (sizeof(T) > 1) diff = hn::ShiftRightSame(diff, shift);
             hn::StoreU(hn::Min(diff, cap), d, scratch + e);
         }
         for (std::ptrdiff_t e = 0; e < span; e += n) {
@@ -138,7 +140,7 @@ struct SimdStages {
             const V csv = hn::Add(hn::Add(hn::LoadU(d, r.c4v[0] + e), hn::LoadU(d, r.c4v[2] + e)),
                                   hn::ShiftLeft<1>(hn::LoadU(d, r.c4v[1] + e)));
             // q csh + (4 - q) csv = 4 csh - (4 - q)(csh - csv), one term per unmet condition. Sums
-            // may wrap on the way; the result is within 16 bits, so it is exact.
+            // may wrap on the way; the result fits the lane, so it is exact.
             const V diff = hn::Sub(csh, csv);
             V c = hn::ShiftLeft<2>(csh);
             c = hn::Sub(c, hn::IfThenElseZero(hn::RebindMask(d, hn::Lt(hn::ShiftLeft<3>(sv), sh3)), diff));
@@ -158,14 +160,14 @@ struct SimdStages {
                (layout.alpha < 0 || layout.alpha == 3);
     }
 
-    using D8 = hn::Rebind<T, D>;  // half a byte vector
-    using V8 = hn::Vec<D8>;
+    using DT = hn::Rebind<T, D>;  // half a vector of output samples
+    using VT = hn::Vec<DT>;
 
     // The non-green colour of the row (A), green and the other colour (O) of the pixels from
-    // stage column e, as bytes.
-    static HWY_INLINE void colours(const OutputRows<W, T>& r, std::ptrdiff_t e, M green, V8& a, V8& g8, V8& o) {
+    // stage column e, as output samples.
+    static HWY_INLINE void colours(const OutputRows<W, T>& r, std::ptrdiff_t e, M green, VT& a, VT& gt, VT& o) {
         const D d;
-        const D8 d8;
+        const DT dt;
         const V one = hn::Set(d, W{1}), two = hn::Set(d, W{2});
         const V g = hn::LoadU(d, r.g + e);
         const V up_left = hn::LoadU(d, r.d[0] + e - 1), up_right = hn::LoadU(d, r.d[0] + e + 1);
@@ -176,17 +178,16 @@ struct SimdStages {
         const V along_column = hn::Add(g, hn::ShiftRight<1>(hn::Add(hn::Add(up, down), one)));
         const V diagonal = hn::Add(
             g, hn::ShiftRight<2>(hn::Add(hn::Add(hn::Add(up_left, up_right), hn::Add(down_left, down_right)), two)));
-        a = hn::DemoteTo(d8, hn::IfThenElse(green, along_row, hn::LoadU(d, r.p + e)));
-        o = hn::DemoteTo(d8, hn::IfThenElse(green, along_column, diagonal));
-        g8 = hn::DemoteTo(d8, g);
+        a = hn::DemoteTo(dt, hn::IfThenElse(green, along_row, hn::LoadU(d, r.p + e)));
+        o = hn::DemoteTo(dt, hn::IfThenElse(green, along_column, diagonal));
+        gt = hn::DemoteTo(dt, g);
     }
 
-    // Two vectors of pixels per step, so that the byte interleaving works on whole vectors.
+    // Two vectors of pixels per step, so that the interleaving works on whole vectors.
     template <bool kAFirst, bool kAlpha, bool kClamp>
     static HWY_NOINLINE void output_steps(const OutputRows<W, T>& rows, RowKind kind, const Geometry& geo) {
         const hn::ScalableTag<T> db;
-        const D8 d8;
-        const std::size_t n = hn::Lanes(d8);
+        const std::size_t n = hn::Lanes(DT());
         const OutputRows<W, T> r = rows;  // a local copy: see horizontal()
         const M green_even_start = green_lanes(kind, false), green_odd_start = green_lanes(kind, true);
         const auto max_b = hn::Set(db, static_cast<T>(geo.max_value));
@@ -197,7 +198,7 @@ struct SimdStages {
             if (x > last) x = last;
             const auto e = static_cast<std::ptrdiff_t>(x) + kHalo;
             const M green = (x & 1) ? green_odd_start : green_even_start;
-            V8 a_lo, g_lo, o_lo, a_hi, g_hi, o_hi;
+            VT a_lo, g_lo, o_lo, a_hi, g_hi, o_hi;
             colours(r, e, green, a_lo, g_lo, o_lo);
             colours(r, e + static_cast<std::ptrdiff_t>(n), green, a_hi, g_hi, o_hi);
             auto a = hn::Combine(db, a_hi, a_lo), g = hn::Combine(db, g_hi, g_lo), o = hn::Combine(db, o_hi, o_lo);
@@ -226,9 +227,9 @@ struct SimdStages {
     }
 
     static void output(const OutputRows<W, T>& r, RowKind kind, const Geometry& geo) {
-        if (geo.columns < 2 * hn::Lanes(D8()) || !simd_layout(geo.layout)) return ScalarStages<T>::output(r, kind, geo);
+        if (geo.columns < 2 * hn::Lanes(DT()) || !simd_layout(geo.layout)) return ScalarStages<T>::output(r, kind, geo);
         const bool a_first = kind.red_row == (geo.layout.red == 0);
-        const bool clamp = geo.max_value < 255;
+        const bool clamp = geo.max_value < hwy::LimitsMax<T>();
         if (geo.layout.alpha >= 0) {
             return clamp ? output_steps<true, true>(r, kind, geo, a_first)
                          : output_steps<true, false>(r, kind, geo, a_first);
@@ -238,17 +239,22 @@ struct SimdStages {
     }
 };
 
-void DirectionalBandU8(const Band<std::uint8_t>& band) {
-    directional_detail::run_band<std::uint8_t, SimdStages>(band);
+template <class T>
+void band(const Band<T>& b) {
+    directional_detail::run_band<T, SimdStages<T>>(b);
 }
 
 #else  // HWY_SCALAR: the parity masks need at least two lanes
 
-void DirectionalBandU8(const Band<std::uint8_t>& band) {
-    directional_detail::run_band<std::uint8_t, ScalarStages<std::uint8_t>>(band);
+template <class T>
+void band(const Band<T>& b) {
+    directional_detail::run_band<T, ScalarStages<T>>(b);
 }
 
 #endif
+
+void DirectionalBandU8(const Band<std::uint8_t>& b) { band(b); }
+void DirectionalBandU16(const Band<std::uint16_t>& b) { band(b); }
 
 }  // namespace plox::ipl::lib::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
@@ -257,6 +263,14 @@ HWY_AFTER_NAMESPACE();
 namespace plox::ipl::lib {
 
 HWY_EXPORT(DirectionalBandU8);
+HWY_EXPORT(DirectionalBandU16);
+
+namespace {
+
+void run_simd(const directional_detail::Band<std::uint8_t>& band) { HWY_DYNAMIC_DISPATCH(DirectionalBandU8)(band); }
+void run_simd(const directional_detail::Band<std::uint16_t>& band) { HWY_DYNAMIC_DISPATCH(DirectionalBandU16)(band); }
+
+}  // namespace
 
 template <class T>
 void directional_demosaic(const T* mosaic, std::ptrdiff_t mosaic_stride, std::size_t width, std::size_t rows,
@@ -268,9 +282,7 @@ void directional_demosaic(const T* mosaic, std::ptrdiff_t mosaic_stride, std::si
                                            pattern, std::min<std::uint32_t>(max_value, std::numeric_limits<T>::max()),
                                            layout,  out,
                                            out_stride};
-    if constexpr (sizeof(T) == 1) {
-        if (Settings::instance().simd_enabled()) return HWY_DYNAMIC_DISPATCH(DirectionalBandU8)(band);
-    }
+    if (Settings::instance().simd_enabled()) return run_simd(band);
     directional_detail::run_band<T, directional_detail::ScalarStages<T>>(band);
 }
 

@@ -159,24 +159,29 @@ TEST_P(BilinearCase, ClampsValuesAboveMaxValue) {
 }
 
 TEST_P(DemosaicCase, OutputStaysWithinMaxValue) {
-    const auto m = random_mosaic<std::uint16_t>(width(), height(), 65535, 3);
-    for (std::uint16_t v : run(m, pattern(), method(), 1000, kRGBa)) ASSERT_LE(v, 1000);
+    const auto m16 = random_mosaic<std::uint16_t>(width(), height(), 65535, 3);
+    const auto simd16 = run(m16, pattern(), method(), 1000, kRGBa);
+    for (std::uint16_t v : simd16) ASSERT_LE(v, 1000);
     const auto m8 = random_mosaic<std::uint8_t>(width(), height(), 255, 4);
-    const auto simd = run(m8, pattern(), method(), 200, kRGB);
-    for (std::uint8_t v : simd) ASSERT_LE(v, 200);
+    const auto simd8 = run(m8, pattern(), method(), 200, kRGB);
+    for (std::uint8_t v : simd8) ASSERT_LE(v, 200);
     SimdOff off;
-    EXPECT_EQ(run(m8, pattern(), method(), 200, kRGB), simd);
+    EXPECT_EQ(run(m16, pattern(), method(), 1000, kRGBa), simd16);
+    EXPECT_EQ(run(m8, pattern(), method(), 200, kRGB), simd8);
 }
 
 TEST_P(DemosaicCase, SimdAndScalarGiveTheSameBytesInEveryLayout) {
     const auto m8 = random_mosaic<std::uint8_t>(width(), height(), 255, 5);
-    const auto m16 = random_mosaic<std::uint16_t>(width(), height(), 1023, 6);
+    const auto m10 = random_mosaic<std::uint16_t>(width(), height(), 1023, 6);
+    const auto m16 = random_mosaic<std::uint16_t>(width(), height(), 65535, 6);
     for (const ChannelLayout& layout : {kRGB, kBGR, kRGBa, kBGRa}) {
         const auto simd8 = run(m8, pattern(), method(), 255, layout);
-        const auto simd16 = run(m16, pattern(), method(), 1023, layout);
+        const auto simd10 = run(m10, pattern(), method(), 1023, layout);
+        const auto simd16 = run(m16, pattern(), method(), 65535, layout);
         SimdOff off;
         EXPECT_EQ(simd8, run(m8, pattern(), method(), 255, layout));
-        EXPECT_EQ(simd16, run(m16, pattern(), method(), 1023, layout));
+        EXPECT_EQ(simd10, run(m10, pattern(), method(), 1023, layout));
+        EXPECT_EQ(simd16, run(m16, pattern(), method(), 65535, layout));
     }
 }
 
