@@ -22,11 +22,11 @@ constexpr std::size_t demosaic_halo(DemosaicMethod method) noexcept {
 }
 
 // Demosaics `rows` rows of `width` pixels. `mosaic` points at the first row of the band; the
-// demosaic_halo(method) rows above and below it must be readable at `mosaic - k * mosaic_stride` and beyond the band
-// (the caller mirrors rows at the image's top and bottom, keeping the colour parity). Columns
-// beyond the left and right edges are mirrored inside (x = -1 reads x = 1). `pattern` is the
-// pattern of the band's first row. `layout` (of an RGB-family format) places the colours of an
-// output pixel. Output values stay within 0..max_value; alpha is max_value.
+// demosaic_halo(method) rows above and below it must be readable at `mosaic - k * mosaic_stride`
+// and beyond the band (the caller mirrors rows at the image's top and bottom, keeping the colour
+// parity). Columns beyond the left and right edges are mirrored inside (x = -1 reads x = 1).
+// `pattern` is the pattern of the band's first row. `layout` (of an RGB-family format) places the
+// colours of an output pixel. Output values stay within 0..max_value; alpha is max_value.
 // Strides are in elements. T is std::uint8_t or std::uint16_t.
 template <class T>
 void demosaic(const T* mosaic, std::ptrdiff_t mosaic_stride, std::size_t width, std::size_t rows,
