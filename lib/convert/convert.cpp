@@ -40,8 +40,7 @@ struct Plan {
 };
 
 DemosaicMethod method_of(std::int32_t mode) {
-    return mode == PLOX_IPL_CONVERSION_MODE_HIGH_QUALITY ? DemosaicMethod::gradient_corrected
-                                                         : DemosaicMethod::bilinear;
+    return mode == PLOX_IPL_CONVERSION_MODE_HIGH_QUALITY ? DemosaicMethod::directional : DemosaicMethod::bilinear;
 }
 
 std::size_t rows_sharing_bytes(const PixelFormatInfo& format, std::size_t width) {
@@ -128,7 +127,7 @@ public:
 private:
     void demosaic_band(std::size_t first, std::size_t end) {
         const std::size_t rows = end - first;
-        const std::size_t halo = kDemosaicHalo;
+        const std::size_t halo = demosaic_halo(plan_.method);
         mosaic_.resize((rows + 2 * halo) * width_);
         rgb_.resize(rows * width_ * 3);
         for (std::size_t r = 0; r < rows + 2 * halo; ++r) {
@@ -191,7 +190,7 @@ void fast_bayer_band(const Plan& plan, const Image& source, Image& target, std::
     const std::size_t width = source.width();
     const std::size_t height = source.height();
     const std::size_t rows = end - first;
-    const std::size_t halo = kDemosaicHalo;
+    const std::size_t halo = demosaic_halo(plan.method);
     const std::uint8_t* mosaic = nullptr;
     std::vector<std::uint8_t> band;
     const bool plain8 = source.format().storage_bits == 8 && source.format().packing == Packing::none;

@@ -1,5 +1,5 @@
-// Bayer demosaicing: bilinear and 5x5 gradient-corrected interpolation, SIMD rows with a scalar
-// path that gives the same bytes and handles the border columns.
+// Bayer demosaicing: bilinear interpolation in SIMD rows with a scalar path that gives the same
+// bytes and handles the border columns; the directional method lives in directional_demosaic.cpp.
 //
 // Each SIMD step covers one vector of pixels starting at a non-green column. A vector loaded at column x + dx
 // and viewed as double-width lanes holds x + dx + 2i in the low half and x + dx + 2i + 1 in the
@@ -13,6 +13,7 @@
 
 #include "lib/convert/demosaic.h"
 #include "lib/convert/demosaic_scalar.h"
+#include "lib/convert/directional_demosaic.h"
 #include "lib/core/settings.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -53,9 +54,9 @@ HWY_NOINLINE std::size_t bilinear_span(const RowWindow<T>& w, std::size_t first)
     std::size_t last;
     if (!step_range(w.width, n, 1, first, last)) return first;
 
-    const T* HWY_RESTRICT up = w.rows[1];
-    const T* HWY_RESTRICT mid = w.rows[2];
-    const T* HWY_RESTRICT down = w.rows[3];
+    const T* HWY_RESTRICT up = w.rows[0];
+    const T* HWY_RESTRICT mid = w.rows[1];
+    const T* HWY_RESTRICT down = w.rows[2];
     const auto low = hn::Set(dw, static_cast<TW>(hwy::LimitsMax<T>()));
     const auto two = hn::Set(dw, TW{2});
     const auto max_v = hn::Set(d, static_cast<T>(w.max_value));
@@ -89,91 +90,10 @@ HWY_NOINLINE std::size_t bilinear_span(const RowWindow<T>& w, std::size_t first)
     return last + n;
 }
 
-template <class T, bool kAFirst, bool kAlpha, bool kClamp>
-HWY_NOINLINE std::size_t gradient_span(const RowWindow<T>& w, std::size_t first) {
-    const hn::ScalableTag<T> d;
-    const hn::RepartitionToWide<decltype(d)> dw;
-    const hn::RebindToSigned<decltype(dw)> di;
-    using TW = hn::TFromD<decltype(dw)>;
-    using TI = hn::TFromD<decltype(di)>;
-    constexpr int kBits = 8 * sizeof(T);
-    const std::size_t n = hn::Lanes(d);
-    std::size_t last;
-    if (!step_range(w.width, n, 2, first, last)) return first;
-
-    const T* HWY_RESTRICT up2 = w.rows[0];
-    const T* HWY_RESTRICT up1 = w.rows[1];
-    const T* HWY_RESTRICT mid = w.rows[2];
-    const T* HWY_RESTRICT down1 = w.rows[3];
-    const T* HWY_RESTRICT down2 = w.rows[4];
-    using VT = decltype(hn::Zero(d));
-    const auto low = hn::Set(dw, static_cast<TW>(hwy::LimitsMax<T>()));
-    const auto lo = [&](VT v) { return hn::BitCast(di, hn::And(hn::BitCast(dw, v), low)); };
-    const auto hi = [&](VT v) { return hn::BitCast(di, hn::ShiftRight<kBits>(hn::BitCast(dw, v))); };
-    const auto four = hn::Set(di, TI{4});
-    const auto eight = hn::Set(di, TI{8});
-    const auto zero = hn::Zero(di);
-    const auto max_i = hn::Set(di, static_cast<TI>(w.max_value));
-    const auto max_v = hn::Set(d, static_cast<T>(w.max_value));
-    const auto clamp = [&](decltype(zero) v) { return hn::Min(hn::Max(v, zero), max_i); };
-    const auto to_high = [&](decltype(zero) v) { return hn::BitCast(d, hn::ShiftLeft<kBits>(hn::BitCast(dw, v))); };
-
-    for (std::size_t x = first;; x += n) {
-        if (x > last) x = last;
-        const VT c_m2 = hn::LoadU(d, mid + x - 2), c_m1 = hn::LoadU(d, mid + x - 1), c_0 = hn::LoadU(d, mid + x),
-                 c_p1 = hn::LoadU(d, mid + x + 1), c_p2 = hn::LoadU(d, mid + x + 2);
-        const VT u_m = hn::LoadU(d, up1 + x - 1), u_0 = hn::LoadU(d, up1 + x), u_p = hn::LoadU(d, up1 + x + 1);
-        const VT d_m = hn::LoadU(d, down1 + x - 1), d_0 = hn::LoadU(d, down1 + x),
-                 d_p = hn::LoadU(d, down1 + x + 1);
-        const VT uu = hn::LoadU(d, up2 + x), dd = hn::LoadU(d, down2 + x);
-
-        // Non-green sites (colour A): G and O from the 5x5 filters, scaled by 8 and 16.
-        auto c = lo(c_0);
-        auto h1 = hn::Add(lo(c_m1), lo(c_p1)), h2 = hn::Add(lo(c_m2), lo(c_p2));
-        auto v1 = hn::Add(lo(u_0), lo(d_0)), v2 = hn::Add(lo(uu), lo(dd));
-        auto diag = hn::Add(hn::Add(lo(u_m), lo(u_p)), hn::Add(lo(d_m), lo(d_p)));
-        const auto far = hn::Add(h2, v2);
-        const auto g_at_a = hn::ShiftRight<3>(
-            hn::Add(hn::Sub(hn::ShiftLeft<1>(hn::Add(hn::ShiftLeft<1>(c), hn::Add(h1, v1))), far), four));
-        const auto c3 = hn::Add(hn::ShiftLeft<1>(c), c);
-        const auto o_at_a = hn::ShiftRight<4>(hn::Add(
-            hn::Sub(hn::ShiftLeft<2>(hn::Add(c3, diag)), hn::Add(hn::ShiftLeft<1>(far), far)), eight));
-
-        // Green sites: A from the row, O from the column.
-        c = hi(c_0);
-        h1 = hn::Add(hi(c_m1), hi(c_p1));
-        h2 = hn::Add(hi(c_m2), hi(c_p2));
-        v1 = hn::Add(hi(u_0), hi(d_0));
-        v2 = hn::Add(hi(uu), hi(dd));
-        diag = hn::Add(hn::Add(hi(u_m), hi(u_p)), hn::Add(hi(d_m), hi(d_p)));
-        const auto c5 = hn::Sub(hn::Add(hn::ShiftLeft<2>(c), c), diag);
-        const auto a_at_g = hn::ShiftRight<4>(
-            hn::Add(hn::ShiftLeft<1>(hn::Sub(hn::Add(c5, hn::ShiftLeft<2>(h1)), h2)), hn::Add(v2, eight)));
-        const auto o_at_g = hn::ShiftRight<4>(
-            hn::Add(hn::ShiftLeft<1>(hn::Sub(hn::Add(c5, hn::ShiftLeft<2>(v1)), v2)), hn::Add(h2, eight)));
-
-        auto a = hn::OddEven(to_high(clamp(a_at_g)), c_0);
-        auto g = hn::OddEven(c_0, hn::BitCast(d, clamp(g_at_a)));
-        const auto o = hn::OddEven(to_high(clamp(o_at_g)), hn::BitCast(d, clamp(o_at_a)));
-        if (kClamp) {
-            a = hn::Min(a, max_v);
-            g = hn::Min(g, max_v);
-        }
-        store_pixels(d, a, g, o, kAFirst, kAlpha, static_cast<T>(w.max_value), w.out + x * (kAlpha ? 4 : 3));
-        if (x == last) break;
-    }
-    return last + n;
-}
-
-template <class T, bool kAFirst, bool kAlpha, bool kClamp>
-HWY_INLINE std::size_t span(const RowWindow<T>& w, DemosaicMethod method, std::size_t first) {
-    return method == DemosaicMethod::gradient_corrected ? gradient_span<T, kAFirst, kAlpha, kClamp>(w, first)
-                                                        : bilinear_span<T, kAFirst, kAlpha, kClamp>(w, first);
-}
-
 template <class T, bool kAlpha, bool kClamp>
-HWY_INLINE std::size_t span(const RowWindow<T>& w, DemosaicMethod method, bool a_first, std::size_t first) {
-    return a_first ? span<T, true, kAlpha, kClamp>(w, method, first) : span<T, false, kAlpha, kClamp>(w, method, first);
+HWY_INLINE std::size_t span(const RowWindow<T>& w, bool a_first, std::size_t first) {
+    return a_first ? bilinear_span<T, true, kAlpha, kClamp>(w, first)
+                   : bilinear_span<T, false, kAlpha, kClamp>(w, first);
 }
 
 // The layout is RGB, BGR, RGBa or BGRa (the caller checked).
@@ -186,18 +106,15 @@ HWY_INLINE void band_simd(const Band<T>& band) {
         const bool a_first = w.kind.red_row == (band.layout.red == 0);
         // Steps start at a non-green column far enough from the left edge for every load.
         std::size_t first = w.kind.green_even ? 1 : 2;
-        if (band.method == DemosaicMethod::gradient_corrected) first += 2 * (first == 1);
         std::size_t end;
         if (alpha) {
-            end = clamp ? span<T, true, true>(w, band.method, a_first, first)
-                        : span<T, true, false>(w, band.method, a_first, first);
+            end = clamp ? span<T, true, true>(w, a_first, first) : span<T, true, false>(w, a_first, first);
         } else {
-            end = clamp ? span<T, false, true>(w, band.method, a_first, first)
-                        : span<T, false, false>(w, band.method, a_first, first);
+            end = clamp ? span<T, false, true>(w, a_first, first) : span<T, false, false>(w, a_first, first);
         }
         first = std::min(first, band.width);
-        demosaic_detail::scalar_columns(w, band.method, 0, first);
-        demosaic_detail::scalar_columns(w, band.method, std::max(end, first), band.width);
+        demosaic_detail::scalar_columns(w, 0, first);
+        demosaic_detail::scalar_columns(w, std::max(end, first), band.width);
     }
 }
 
@@ -238,10 +155,18 @@ template <class T>
 void demosaic(const T* mosaic, std::ptrdiff_t mosaic_stride, std::size_t width, std::size_t rows,
               PLOX_IPL_BAYER_PATTERN pattern, DemosaicMethod method, std::uint32_t max_value, ChannelLayout layout,
               T* out, std::ptrdiff_t out_stride) {
+    if (method == DemosaicMethod::directional)
+        return directional_demosaic(mosaic, mosaic_stride, width, rows, pattern, max_value, layout, out, out_stride);
     if (width == 0 || rows == 0) return;
-    const demosaic_detail::Band<T> band{mosaic, mosaic_stride, width,  rows,   pattern,
-                                        method, std::min<std::uint32_t>(max_value, std::numeric_limits<T>::max()),
-                                        layout, out,           out_stride};
+    const demosaic_detail::Band<T> band{mosaic,
+                                        mosaic_stride,
+                                        width,
+                                        rows,
+                                        pattern,
+                                        std::min<std::uint32_t>(max_value, std::numeric_limits<T>::max()),
+                                        layout,
+                                        out,
+                                        out_stride};
     if (Settings::instance().simd_enabled() && simd_layout(layout)) {
         run_simd(band);
     } else {

@@ -23,10 +23,10 @@ inline RowKind row_kind(PLOX_IPL_BAYER_PATTERN pattern, std::size_t row) {
     return {green_even, bayer_colour(pattern, green_even ? 1 : 0, row) == Colour::red};
 }
 
-// One band row with its neighbours: rows[0..4] are rows y-2..y+2.
+// One band row with its neighbours: rows[0..2] are rows y-1..y+1.
 template <class T>
 struct RowWindow {
-    const T* rows[5];
+    const T* rows[3];
     std::size_t width;
     RowKind kind;
     std::uint32_t max_value;  // already limited to T's range
@@ -34,50 +34,25 @@ struct RowWindow {
     T* out;
 };
 
-// Rounds s / 2^shift to nearest (halves up) and clamps to 0..max; floor division keeps it exact
-// for negative sums without relying on signed shifts.
-template <int shift>
-inline std::uint32_t round_clamp(std::int32_t s, std::uint32_t max_value) noexcept {
-    s += 1 << (shift - 1);
-    if (s < 0) return 0;
-    return std::min(static_cast<std::uint32_t>(s) >> shift, max_value);
-}
-
 // Demosaics columns [x_begin, x_end) of a row. `Column(dx)` maps x + dx to a stored column.
-template <class T, DemosaicMethod method, class Column>
+template <class T, class Column>
 inline void scalar_pixel(const RowWindow<T>& w, std::size_t x, Column column) noexcept {
-    const auto px = [&](int dy, int dx) -> std::int32_t { return w.rows[dy + 2][column(dx)]; };
+    const auto px = [&](int dy, int dx) -> std::uint32_t { return w.rows[dy + 1][column(dx)]; };
     const std::uint32_t max_value = w.max_value;
     const bool green = ((x & 1) == 0) == w.kind.green_even;
     std::uint32_t a, g, o;
-    if (method == DemosaicMethod::bilinear) {
-        if (!green) {
-            a = px(0, 0);
-            g = (px(0, -1) + px(0, 1) + px(-1, 0) + px(1, 0) + 2) >> 2;
-            o = (px(-1, -1) + px(-1, 1) + px(1, -1) + px(1, 1) + 2) >> 2;
-        } else {
-            g = px(0, 0);
-            a = (px(0, -1) + px(0, 1) + 1) >> 1;
-            o = (px(-1, 0) + px(1, 0) + 1) >> 1;
-        }
-        a = std::min(a, max_value);
-        g = std::min(g, max_value);
-        o = std::min(o, max_value);
+    if (!green) {
+        a = px(0, 0);
+        g = (px(0, -1) + px(0, 1) + px(-1, 0) + px(1, 0) + 2) >> 2;
+        o = (px(-1, -1) + px(-1, 1) + px(1, -1) + px(1, 1) + 2) >> 2;
     } else {
-        const std::int32_t c = px(0, 0);
-        const std::int32_t h1 = px(0, -1) + px(0, 1), h2 = px(0, -2) + px(0, 2);
-        const std::int32_t v1 = px(-1, 0) + px(1, 0), v2 = px(-2, 0) + px(2, 0);
-        const std::int32_t diag = px(-1, -1) + px(-1, 1) + px(1, -1) + px(1, 1);
-        if (!green) {
-            a = std::min(static_cast<std::uint32_t>(c), max_value);
-            g = round_clamp<3>(4 * c + 2 * (h1 + v1) - (h2 + v2), max_value);
-            o = round_clamp<4>(12 * c + 4 * diag - 3 * (h2 + v2), max_value);
-        } else {
-            g = std::min(static_cast<std::uint32_t>(c), max_value);
-            a = round_clamp<4>(10 * c + 8 * h1 - 2 * diag - 2 * h2 + v2, max_value);
-            o = round_clamp<4>(10 * c + 8 * v1 - 2 * diag - 2 * v2 + h2, max_value);
-        }
+        g = px(0, 0);
+        a = (px(0, -1) + px(0, 1) + 1) >> 1;
+        o = (px(-1, 0) + px(1, 0) + 1) >> 1;
     }
+    a = std::min(a, max_value);
+    g = std::min(g, max_value);
+    o = std::min(o, max_value);
     T* p = w.out + x * static_cast<std::size_t>((w.layout.has_alpha() ? 4 : 3));
     p[w.layout.red] = static_cast<T>(w.kind.red_row ? a : o);
     p[w.layout.green] = static_cast<T>(g);
@@ -85,27 +60,17 @@ inline void scalar_pixel(const RowWindow<T>& w, std::size_t x, Column column) no
     if (w.layout.alpha >= 0) p[w.layout.alpha] = static_cast<T>(max_value);
 }
 
-template <class T, DemosaicMethod method>
+template <class T>
 inline void scalar_columns(const RowWindow<T>& w, std::size_t x_begin, std::size_t x_end) noexcept {
     const std::size_t width = w.width;
     for (std::size_t x = x_begin; x < x_end; ++x) {
-        if (x >= 2 && x + 2 < width) {
-            scalar_pixel<T, method>(w, x, [x](int dx) { return x + static_cast<std::ptrdiff_t>(dx); });
+        if (x >= 1 && x + 1 < width) {
+            scalar_pixel<T>(w, x, [x](int dx) { return x + static_cast<std::ptrdiff_t>(dx); });
         } else {
-            scalar_pixel<T, method>(w, x, [x, width](int dx) {
+            scalar_pixel<T>(w, x, [x, width](int dx) {
                 return mirror_index(static_cast<std::ptrdiff_t>(x) + dx, width);
             });
         }
-    }
-}
-
-template <class T>
-inline void scalar_columns(const RowWindow<T>& w, DemosaicMethod method, std::size_t x_begin,
-                           std::size_t x_end) noexcept {
-    if (method == DemosaicMethod::gradient_corrected) {
-        scalar_columns<T, DemosaicMethod::gradient_corrected>(w, x_begin, x_end);
-    } else {
-        scalar_columns<T, DemosaicMethod::bilinear>(w, x_begin, x_end);
     }
 }
 
@@ -117,7 +82,6 @@ struct Band {
     std::size_t width;
     std::size_t rows;
     PLOX_IPL_BAYER_PATTERN pattern;
-    DemosaicMethod method;
     std::uint32_t max_value;  // already limited to T's range
     ChannelLayout layout;
     T* out;
@@ -127,8 +91,8 @@ struct Band {
 template <class T>
 inline RowWindow<T> row_window(const Band<T>& band, std::size_t row) noexcept {
     RowWindow<T> w{};
-    for (int k = 0; k < 5; ++k) {
-        w.rows[k] = band.mosaic + (static_cast<std::ptrdiff_t>(row) + k - 2) * band.mosaic_stride;
+    for (int k = 0; k < 3; ++k) {
+        w.rows[k] = band.mosaic + (static_cast<std::ptrdiff_t>(row) + k - 1) * band.mosaic_stride;
     }
     w.width = band.width;
     w.kind = row_kind(band.pattern, row);
@@ -141,7 +105,7 @@ inline RowWindow<T> row_window(const Band<T>& band, std::size_t row) noexcept {
 template <class T>
 inline void scalar_band(const Band<T>& band) noexcept {
     for (std::size_t row = 0; row < band.rows; ++row) {
-        scalar_columns(row_window(band, row), band.method, 0, band.width);
+        scalar_columns(row_window(band, row), 0, band.width);
     }
 }
 

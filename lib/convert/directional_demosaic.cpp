@@ -1,0 +1,297 @@
+// Directional demosaicing: the SIMD stages (16-bit lanes for 8-bit data, 32-bit lanes for deeper
+// data), which give the bytes of the scalar stages in directional_demosaic_scalar.h.
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "lib/convert/directional_demosaic.cpp"
+#include <hwy/foreach_target.h>  // IWYU pragma: keep
+#include <hwy/highway.h>
+
+#include "lib/convert/directional_demosaic.h"
+#include "lib/convert/directional_demosaic_scalar.h"
+#include "lib/core/settings.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace plox::ipl::lib::HWY_NAMESPACE {
+namespace hn = hwy::HWY_NAMESPACE;
+using directional_detail::Band;
+using directional_detail::Geometry;
+using directional_detail::GreenRows;
+using directional_detail::kHalo;
+using directional_detail::OutputRows;
+using directional_detail::RowKind;
+using directional_detail::ScalarStages;
+
+#if HWY_TARGET != HWY_SCALAR
+
+template <class T>
+struct SimdStages {
+    using W = directional_detail::Work<T>;
+    using D = hn::ScalableTag<W>;
+    using V = hn::Vec<D>;
+    using M = hn::Mask<D>;
+
+    // Lanes at green sites when the first lane sits at a column of parity `odd_start`.
+    static M green_lanes(RowKind kind, bool odd_start) {
+        const D d;
+        const auto odd = hn::Eq(hn::And(hn::Iota(d, 0), hn::Set(d, W{1})), hn::Set(d, W{1}));
+        return kind.green_even != odd_start ? hn::Not(odd) : odd;
+    }
+
+    static void load(const T* row, const Geometry& geo, W* p) {
+        const D d;
+        const hn::Rebind<T, D> dt;
+        const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
+        // Stage column e reads image column x0 - kHalo + e: the columns inside the image load as
+        // vectors, the mirrored ones one by one.
+        const auto shift = static_cast<std::ptrdiff_t>(geo.x0) - kHalo;
+        const std::ptrdiff_t used = directional_detail::used_columns(geo);
+        const std::ptrdiff_t inside_end = std::min(used, static_cast<std::ptrdiff_t>(geo.width) - shift);
+        std::fill(p - directional_detail::kMargin, p, W{0});
+        std::ptrdiff_t e = 0;
+        for (; e < std::min(-shift, used); ++e) p[e] = row[directional_detail::mirror_column(shift + e, geo.width)];
+        for (; e + n <= inside_end; e += n) hn::StoreU(hn::PromoteTo(d, hn::LoadU(dt, row + shift + e)), d, p + e);
+        for (; e < used; ++e) p[e] = row[directional_detail::mirror_column(shift + e, geo.width)];
+        std::fill(p + used, p + geo.span + directional_detail::kMargin, W{0});
+    }
+
+    static V second_difference(V m2, V m1, V c, V p1, V p2) {
+        return hn::Add(hn::Add(m2, p2), hn::ShiftLeft<1>(hn::Sub(hn::Sub(c, m1), p1)));
+    }
+
+    // Vector stores may alias anything, so loops keep their pointers and bounds in locals.
+    static void horizontal(const W* p, RowKind kind, const Geometry& geo, W* c4h, W* scratch, W* dh5) {
+        const D d;
+        const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
+        const M green = green_lanes(kind, false);
+        const std::ptrdiff_t span = geo.span;
+        for (std::ptrdiff_t e = 0; e < span; e += n) {
+            const V t = second_difference(hn::LoadU(d, p + e - 2), hn::LoadU(d, p + e - 1), hn::LoadU(d, p + e),
+                                          hn::LoadU(d, p + e + 1), hn::LoadU(d, p + e + 2));
+            hn::StoreU(hn::IfThenElse(green, hn::Neg(t), t), d, c4h + e);
+        }
+        gradient_sums(c4h - 1, c4h + 1, geo, scratch, dh5);
+    }
+
+    static void vertical(const W* const p[5], RowKind kind, const Geometry& geo, W* c4v) {
+        const D d;
+        const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
+        const M green = green_lanes(kind, false);
+        const std::ptrdiff_t span = geo.span;
+        const W *p0 = p[0], *p1 = p[1], *p2 = p[2], *p3 = p[3], *p4 = p[4];
+        for (std::ptrdiff_t e = 0; e < span; e += n) {
+            const V t = second_difference(hn::LoadU(d, p0 + e), hn::LoadU(d, p1 + e), hn::LoadU(d, p2 + e),
+                                          hn::LoadU(d, p3 + e), hn::LoadU(d, p4 + e));
+            hn::StoreU(hn::IfThenElse(green, hn::Neg(t), t), d, c4v + e);
+        }
+    }
+
+    static void gradient_sums(const W* before, const W* after, const Geometry& geo, W* scratch, W* sums) {
+        const D d;
+        const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
+        const V cap = hn::Set(d, W{255});
+        const std::ptrdiff_t span = geo.span;
+        const int shift = geo.shift;
+        for (std::ptrdiff_t e = 0; e < span; e += n) {
+            V diff = hn::Abs(hn::Sub(hn::LoadU(d, after + e), hn::LoadU(d, before + e)));
+            // 8-bit data are on the gradients' scale already.
+            if constexpr (sizeof(T) > 1) diff = hn::ShiftRightSame(diff, shift);
+            hn::StoreU(hn::Min(diff, cap), d, scratch + e);
+        }
+        for (std::ptrdiff_t e = 0; e < span; e += n) {
+            const V s = hn::Add(hn::Add(hn::LoadU(d, scratch + e - 2), hn::LoadU(d, scratch + e - 1)),
+                                hn::Add(hn::Add(hn::LoadU(d, scratch + e), hn::LoadU(d, scratch + e + 1)),
+                                        hn::LoadU(d, scratch + e + 2)));
+            hn::StoreU(s, d, sums + e);
+        }
+    }
+
+    static void start_sums(const W* const rows[4], const Geometry& geo, W* sums) {
+        const D d;
+        const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
+        const std::ptrdiff_t span = geo.span;
+        const W *r0 = rows[0], *r1 = rows[1], *r2 = rows[2], *r3 = rows[3];
+        for (std::ptrdiff_t e = 0; e < span; e += n) {
+            hn::StoreU(hn::Add(hn::Add(hn::LoadU(d, r0 + e), hn::LoadU(d, r1 + e)),
+                               hn::Add(hn::LoadU(d, r2 + e), hn::LoadU(d, r3 + e))),
+                       d, sums + e);
+        }
+    }
+
+    static void green(const GreenRows<W>& rows, RowKind kind, const Geometry& geo) {
+        const GreenRows<W> r = rows;
+        const std::ptrdiff_t span = geo.span;
+        const D d;
+        const hn::RebindToUnsigned<D> du;
+        const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
+        const M green = green_lanes(kind, false);
+        const V four = hn::Set(d, W{4}), half = hn::Set(d, W{32}), zero = hn::Zero(d);
+        const V max_v = hn::Set(d, static_cast<W>(geo.max_value));
+        for (std::ptrdiff_t e = 0; e < span; e += n) {
+            const V sum_h = hn::Add(hn::LoadU(d, r.sum_h + e), hn::LoadU(d, r.dh5_in + e));
+            const V sum_v = hn::Add(hn::LoadU(d, r.sum_v + e), hn::LoadU(d, r.dv5_in + e));
+            hn::StoreU(hn::Sub(sum_h, hn::LoadU(d, r.dh5_out + e)), d, r.sum_h + e);
+            hn::StoreU(hn::Sub(sum_v, hn::LoadU(d, r.dv5_out + e)), d, r.sum_v + e);
+            // Up to 4 + 25 * 255: eight times that still fits unsigned 16 bits.
+            const auto sh = hn::BitCast(du, hn::Add(sum_h, four));
+            const auto sv = hn::BitCast(du, hn::Add(sum_v, four));
+            const auto sh3 = hn::Add(sh, hn::ShiftLeft<1>(sh)), sv3 = hn::Add(sv, hn::ShiftLeft<1>(sv));
+            const V csh = hn::Add(hn::Add(hn::LoadU(d, r.c4h + e - 1), hn::LoadU(d, r.c4h + e + 1)),
+                                  hn::ShiftLeft<1>(hn::LoadU(d, r.c4h + e)));
+            const V csv = hn::Add(hn::Add(hn::LoadU(d, r.c4v[0] + e), hn::LoadU(d, r.c4v[2] + e)),
+                                  hn::ShiftLeft<1>(hn::LoadU(d, r.c4v[1] + e)));
+            // q csh + (4 - q) csv = 4 csh - (4 - q)(csh - csv), one term per unmet condition. Sums
+            // may wrap on the way; the result fits the lane, so it is exact.
+            const V diff = hn::Sub(csh, csv);
+            V c = hn::ShiftLeft<2>(csh);
+            c = hn::Sub(c, hn::IfThenElseZero(hn::RebindMask(d, hn::Lt(hn::ShiftLeft<3>(sv), sh3)), diff));
+            c = hn::Sub(c, hn::IfThenElseZero(hn::RebindMask(d, hn::Lt(hn::ShiftLeft<2>(sv), sh3)), diff));
+            c = hn::Sub(c, hn::IfThenElseZero(hn::RebindMask(d, hn::Lt(sv3, hn::ShiftLeft<2>(sh))), diff));
+            c = hn::Sub(c, hn::IfThenElseZero(hn::RebindMask(d, hn::Lt(sv3, hn::ShiftLeft<3>(sh))), diff));
+            const V p = hn::LoadU(d, r.p + e);
+            const V t = hn::Add(hn::Sub(hn::ShiftLeft<6>(p), c), half);
+            const V g = hn::IfThenElse(green, p, hn::Min(hn::Max(hn::ShiftRight<6>(t), zero), max_v));
+            hn::StoreU(g, d, r.g + e);
+            hn::StoreU(hn::Sub(p, g), d, r.d + e);
+        }
+    }
+
+    static bool simd_layout(const ChannelLayout& layout) {
+        return layout.green == 1 && ((layout.red == 0 && layout.blue == 2) || (layout.red == 2 && layout.blue == 0)) &&
+               (layout.alpha < 0 || layout.alpha == 3);
+    }
+
+    using DT = hn::Rebind<T, D>;  // half a vector of output samples
+    using VT = hn::Vec<DT>;
+
+    // The non-green colour of the row (A), green and the other colour (O) of the pixels from
+    // stage column e, as output samples.
+    static HWY_INLINE void colours(const OutputRows<W, T>& r, std::ptrdiff_t e, M green, VT& a, VT& gt, VT& o) {
+        const D d;
+        const DT dt;
+        const V one = hn::Set(d, W{1}), two = hn::Set(d, W{2});
+        const V g = hn::LoadU(d, r.g + e);
+        const V up_left = hn::LoadU(d, r.d[0] + e - 1), up_right = hn::LoadU(d, r.d[0] + e + 1);
+        const V down_left = hn::LoadU(d, r.d[2] + e - 1), down_right = hn::LoadU(d, r.d[2] + e + 1);
+        const V left = hn::LoadU(d, r.d[1] + e - 1), right = hn::LoadU(d, r.d[1] + e + 1);
+        const V up = hn::LoadU(d, r.d[0] + e), down = hn::LoadU(d, r.d[2] + e);
+        const V along_row = hn::Add(g, hn::ShiftRight<1>(hn::Add(hn::Add(left, right), one)));
+        const V along_column = hn::Add(g, hn::ShiftRight<1>(hn::Add(hn::Add(up, down), one)));
+        const V diagonal = hn::Add(
+            g, hn::ShiftRight<2>(hn::Add(hn::Add(hn::Add(up_left, up_right), hn::Add(down_left, down_right)), two)));
+        a = hn::DemoteTo(dt, hn::IfThenElse(green, along_row, hn::LoadU(d, r.p + e)));
+        o = hn::DemoteTo(dt, hn::IfThenElse(green, along_column, diagonal));
+        gt = hn::DemoteTo(dt, g);
+    }
+
+    // Two vectors of pixels per step, so that the interleaving works on whole vectors.
+    template <bool kAFirst, bool kAlpha, bool kClamp>
+    static HWY_NOINLINE void output_steps(const OutputRows<W, T>& rows, RowKind kind, const Geometry& geo) {
+        const hn::ScalableTag<T> db;
+        const std::size_t n = hn::Lanes(DT());
+        const OutputRows<W, T> r = rows;  // a local copy: see horizontal()
+        const M green_even_start = green_lanes(kind, false), green_odd_start = green_lanes(kind, true);
+        const auto max_b = hn::Set(db, static_cast<T>(geo.max_value));
+        constexpr std::size_t channels = kAlpha ? 4 : 3;
+        const std::size_t last = geo.columns - 2 * n;
+        for (std::size_t x = 0;; x += 2 * n) {
+            // The last step may overlap the one before; it writes the same values again.
+            if (x > last) x = last;
+            const auto e = static_cast<std::ptrdiff_t>(x) + kHalo;
+            const M green = (x & 1) ? green_odd_start : green_even_start;
+            VT a_lo, g_lo, o_lo, a_hi, g_hi, o_hi;
+            colours(r, e, green, a_lo, g_lo, o_lo);
+            colours(r, e + static_cast<std::ptrdiff_t>(n), green, a_hi, g_hi, o_hi);
+            auto a = hn::Combine(db, a_hi, a_lo), g = hn::Combine(db, g_hi, g_lo), o = hn::Combine(db, o_hi, o_lo);
+            if (kClamp) {
+                a = hn::Min(a, max_b);
+                g = hn::Min(g, max_b);
+                o = hn::Min(o, max_b);
+            }
+            T* out = r.out + x * channels;
+            if (kAlpha) {
+                hn::StoreInterleaved4(kAFirst ? a : o, g, kAFirst ? o : a, max_b, db, out);
+            } else {
+                hn::StoreInterleaved3(kAFirst ? a : o, g, kAFirst ? o : a, db, out);
+            }
+            if (x == last) break;
+        }
+    }
+
+    template <bool kAlpha, bool kClamp>
+    static void output_steps(const OutputRows<W, T>& r, RowKind kind, const Geometry& geo, bool a_first) {
+        if (a_first) {
+            output_steps<true, kAlpha, kClamp>(r, kind, geo);
+        } else {
+            output_steps<false, kAlpha, kClamp>(r, kind, geo);
+        }
+    }
+
+    static void output(const OutputRows<W, T>& r, RowKind kind, const Geometry& geo) {
+        if (geo.columns < 2 * hn::Lanes(DT()) || !simd_layout(geo.layout)) return ScalarStages<T>::output(r, kind, geo);
+        const bool a_first = kind.red_row == (geo.layout.red == 0);
+        const bool clamp = geo.max_value < hwy::LimitsMax<T>();
+        if (geo.layout.alpha >= 0) {
+            return clamp ? output_steps<true, true>(r, kind, geo, a_first)
+                         : output_steps<true, false>(r, kind, geo, a_first);
+        }
+        return clamp ? output_steps<false, true>(r, kind, geo, a_first)
+                     : output_steps<false, false>(r, kind, geo, a_first);
+    }
+};
+
+template <class T>
+void band(const Band<T>& b) {
+    directional_detail::run_band<T, SimdStages<T>>(b);
+}
+
+#else  // HWY_SCALAR: the parity masks need at least two lanes
+
+template <class T>
+void band(const Band<T>& b) {
+    directional_detail::run_band<T, ScalarStages<T>>(b);
+}
+
+#endif
+
+void DirectionalBandU8(const Band<std::uint8_t>& b) { band(b); }
+void DirectionalBandU16(const Band<std::uint16_t>& b) { band(b); }
+
+}  // namespace plox::ipl::lib::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace plox::ipl::lib {
+
+HWY_EXPORT(DirectionalBandU8);
+HWY_EXPORT(DirectionalBandU16);
+
+namespace {
+
+void run_simd(const directional_detail::Band<std::uint8_t>& band) { HWY_DYNAMIC_DISPATCH(DirectionalBandU8)(band); }
+void run_simd(const directional_detail::Band<std::uint16_t>& band) { HWY_DYNAMIC_DISPATCH(DirectionalBandU16)(band); }
+
+}  // namespace
+
+template <class T>
+void directional_demosaic(const T* mosaic, std::ptrdiff_t mosaic_stride, std::size_t width, std::size_t rows,
+                          PLOX_IPL_BAYER_PATTERN pattern, std::uint32_t max_value, ChannelLayout layout, T* out,
+                          std::ptrdiff_t out_stride) {
+    if (width == 0 || rows == 0) return;
+    const directional_detail::Band<T> band{mosaic,  mosaic_stride,
+                                           width,   rows,
+                                           pattern, std::min<std::uint32_t>(max_value, std::numeric_limits<T>::max()),
+                                           layout,  out,
+                                           out_stride};
+    if (Settings::instance().simd_enabled()) return run_simd(band);
+    directional_detail::run_band<T, directional_detail::ScalarStages<T>>(band);
+}
+
+template void directional_demosaic<std::uint8_t>(const std::uint8_t*, std::ptrdiff_t, std::size_t, std::size_t,
+                                                 PLOX_IPL_BAYER_PATTERN, std::uint32_t, ChannelLayout, std::uint8_t*,
+                                                 std::ptrdiff_t);
+template void directional_demosaic<std::uint16_t>(const std::uint16_t*, std::ptrdiff_t, std::size_t, std::size_t,
+                                                  PLOX_IPL_BAYER_PATTERN, std::uint32_t, ChannelLayout,
+                                                  std::uint16_t*, std::ptrdiff_t);
+
+}  // namespace plox::ipl::lib
+#endif  // HWY_ONCE
