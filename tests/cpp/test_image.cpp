@@ -79,9 +79,8 @@ TEST(Image, PackedTargetEndingInsideAGroupKeepsToItsBytes) {
         std::vector<uint8_t> memory(guard + size + guard, 0xA5);
         ipl::Image packed = source.ConvertTo(ipl::PixelFormat(c.format), memory.data() + guard, size);
         EXPECT_EQ(packed.ByteCount(), size);
-        std::vector<uint8_t> expected(guard, 0xA5);
-        expected.insert(expected.end(), c.bytes.begin(), c.bytes.end());
-        expected.resize(guard + size + guard, 0xA5);
-        EXPECT_EQ(memory, expected);
+        EXPECT_EQ(std::vector<uint8_t>(memory.begin(), memory.begin() + guard), std::vector<uint8_t>(guard, 0xA5));
+        EXPECT_EQ(std::vector<uint8_t>(memory.begin() + guard, memory.end() - guard), c.bytes);
+        EXPECT_EQ(std::vector<uint8_t>(memory.end() - guard, memory.end()), std::vector<uint8_t>(guard, 0xA5));
     }
 }
