@@ -210,7 +210,8 @@ public:
     /**
      * \brief The bytes needed for a number of pixels (for a buffer: width times height).
      * \param numPixels The number of pixels
-     * \return The size in bytes, rounded up to whole packing groups
+     * \return The size in bytes: a ...10p/...12p bit stream ends with the byte of its last bit
+     *         (18 Mono10p pixels take 23 bytes); the ...g40UMB/...g24UMB formats take whole groups
      * \throws Exception An internal error has occurred.
      * \since 1.9.2
      */

@@ -39,10 +39,8 @@ def set_timestamp(image, ns):
 
 
 def pack_lsb_first(values, bits):
-    """PFNC 'p' packing: values back to back, least significant bit first, padded to whole groups."""
-    group = {10: 4, 12: 2}[bits]
+    """PFNC 'p' packing: values back to back, least significant bit first, up to the last byte."""
     flat = np.asarray(values, np.uint16).ravel()
-    flat = np.concatenate([flat, np.zeros(-len(flat) % group, np.uint16)])
     stream = ((flat[:, None] >> np.arange(bits)) & 1).astype(np.uint8).ravel()
     return np.packbits(stream, bitorder="little")
 
@@ -57,8 +55,10 @@ def assert_too_small(error, have, need):
 
 SIZES = [  # name, width, height, byte count from the layout rules
     ("Mono8", 5, 3, 15), ("Mono12", 5, 3, 30), ("RGB8", 5, 3, 45), ("BGRa12", 5, 3, 120),
-    ("Mono10p", 5, 3, 20), ("Mono10p", 4, 1, 5), ("Mono12p", 5, 3, 24), ("BayerRG12p", 2, 1, 3),
-    ("Mono10g40UMB", 5, 3, 20), ("RGB10p32", 5, 3, 60), ("YUV422_8_UYVY", 6, 4, 48),
+    ("Mono10p", 4, 1, 5), ("BayerRG12p", 2, 1, 3), ("Mono10g40UMB", 5, 3, 20), ("Mono10g40UMB", 3, 3, 15),
+    # PFNC bit streams end with the byte of their last bit; the grouped formats keep whole groups.
+    ("Mono10p", 5, 3, 19), ("Mono10p", 3, 3, 12), ("Mono10p", 18, 1, 23), ("BayerBG10p", 1, 9, 12),
+    ("Mono12p", 5, 3, 23), ("BayerRG12p", 5, 3, 23), ("Mono12p", 1, 7, 11), ("BayerGR12g24UMB", 5, 3, 24), ("RGB10p32", 5, 3, 60), ("YUV422_8_UYVY", 6, 4, 48),
     ("YUV420_8_YY_UV_SemiplanarUMB", 6, 4, 36), ("Coord3D_ABC32f", 5, 3, 180),
 ]
 

@@ -96,13 +96,16 @@ def test_layout_queries(row):
 
 
 def expected_storage(name, pixels):
-    """Bytes for `pixels` pixels from the layout facts: whole packing groups, no partial groups."""
+    """Bytes for `pixels` pixels from the layout facts: PFNC bit streams end with the byte of their
+    last bit; the other packings and YUV take whole groups."""
     def groups(per_group, group_bytes):
         return math.ceil(pixels / per_group) * group_bytes
 
-    if name.endswith(("10p", "10g40UMB")):
+    if name.endswith(("10p", "12p")):
+        return math.ceil(pixels * int(name[-3:-1]) / 8)
+    if name.endswith("10g40UMB"):
         return groups(4, 5)
-    if name.endswith(("12p", "12g24UMB")):
+    if name.endswith("12g24UMB"):
         return groups(2, 3)
     if name.endswith("10p32"):
         return 4 * pixels
@@ -114,10 +117,15 @@ def expected_storage(name, pixels):
     return pixels * row["storage_pixel"] // 8
 
 
-@pytest.mark.parametrize("pixels", [0, 1, 2, 3, 4, 5, 7, 1000, 1001, 10**12 + 3])
+@pytest.mark.parametrize("pixels", [0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 17, 18, 1000, 1001, 1002, 10**12 + 3])
 @pytest.mark.parametrize("name", [row["name"] for row in LAYOUTS])
 def test_storage_size(name, pixels):
     assert fmt(name).CalculateStorageSizeOfPixels(pixels) == expected_storage(name, pixels)
+
+
+def test_eighteen_ten_bit_pixels_take_23_bytes():
+    assert fmt("Mono10p").CalculateStorageSizeOfPixels(18) == 23  # 180 bits, not 5 whole groups
+    assert fmt("Mono10g40UMB").CalculateStorageSizeOfPixels(18) == 25
 
 
 @pytest.mark.parametrize("name, pixels, expected", [
@@ -127,6 +135,12 @@ def test_storage_size(name, pixels):
     ("Coord3D_ABC32f", 2**64 // 12, 2**64 // 12 * 12),
     ("Coord3D_ABC32f", 2**64 // 12 + 1, None),
     ("Mono10p", 2**64 - 1, None),
+    ("Mono10p", (2**64 - 1) * 8 // 10, 2**64 - 1),
+    ("Mono10p", (2**64 - 1) * 8 // 10 + 1, None),
+    ("BayerGB12p", (2**64 - 1) * 8 // 12, 2**64 - 1),
+    ("BayerGB12p", (2**64 - 1) * 8 // 12 + 1, None),
+    ("Mono10g40UMB", (2**64 - 1) // 5 * 4, 2**64 - 1),
+    ("Mono10g40UMB", (2**64 - 1) // 5 * 4 + 1, None),
     ("BayerRG12g24UMB", 2**64 - 1, None),
     ("YUV422_8_UYVY", 2**64 - 1, None),
 ])

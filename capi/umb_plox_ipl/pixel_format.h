@@ -36,7 +36,8 @@ PLOX_IPL_API PLOX_IPL_RETURN_CODE PLOX_IPL_PixelFormat_GetNumStorageBitsPerPixel
 /* 0 for floating-point formats. */
 PLOX_IPL_API PLOX_IPL_RETURN_CODE PLOX_IPL_PixelFormat_GetMaximumValuePerChannel(uint32_t name, uint32_t* value);
 PLOX_IPL_API PLOX_IPL_RETURN_CODE PLOX_IPL_PixelFormat_GetEndianness(uint32_t name, PLOX_IPL_ENDIANNESS* endianness);
-/* Bytes that numPixels pixels occupy, rounded up to whole packing groups. */
+/* Bytes that numPixels pixels occupy: a ...10p/...12p bit stream ends with the byte of its last
+ * bit; the ...g40UMB/...g24UMB formats and UYVY take whole groups. */
 PLOX_IPL_API PLOX_IPL_RETURN_CODE PLOX_IPL_PixelFormat_CalculateStorageSizeOfPixels(uint32_t name, uint64_t numPixels,
                                                                                     uint64_t* size);
 PLOX_IPL_API PLOX_IPL_RETURN_CODE PLOX_IPL_PixelFormat_IsPacked(uint32_t name, uint8_t* packed);

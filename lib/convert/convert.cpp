@@ -310,9 +310,10 @@ void convert_into(const Image& source, Image& target, std::int32_t mode) {
         return;
     }
     if (to.is_packed()) {
-        // Bits past the last pixel of the final group are not written by any row: make them zero.
-        const std::size_t group_bytes = std::size_t{to.group_pixels} * to.storage_bits_per_pixel / 8;
-        std::memset(target.data() + target.byte_count() - group_bytes, 0, group_bytes);
+        // No row writes the bits past the last value of a final partial group: make them zero.
+        const std::size_t pixels = target.width() * target.height();
+        const auto whole = static_cast<std::size_t>(to.storage_size(pixels - pixels % to.group_pixels));
+        std::memset(target.data() + whole, 0, target.byte_count() - whole);
     }
     const Plan plan = make_plan(from, to, source.width(), mode);
     if (is_fast_bayer_pair(plan)) {

@@ -245,11 +245,19 @@ Colour bayer_colour(PLOX_IPL_BAYER_PATTERN pattern, std::size_t x, std::size_t y
 }
 
 std::uint64_t PixelFormatInfo::storage_size(std::uint64_t pixels) const {
-    const std::uint64_t groups = pixels / group_pixels + (pixels % group_pixels != 0 ? 1 : 0);
-    const std::uint64_t bytes_per_group = std::uint64_t{group_pixels} * storage_bits_per_pixel / 8;
-    if (groups > UINT64_MAX / bytes_per_group)
+    unsigned __int128 bytes = 0;
+    if (packing == Packing::lsb_stream) {
+        // A camera sends ceil(pixels * bits / 8) bytes: the last byte may hold only part of a group.
+        bytes = (static_cast<unsigned __int128>(pixels) * storage_bits_per_pixel + 7) / 8;
+    } else {
+        // The g40/g24 layouts keep a group's shared low bits in its last byte, so a partial group
+        // still reaches that byte; a UYVY pair shares its chroma bytes.
+        const std::uint64_t groups = pixels / group_pixels + (pixels % group_pixels != 0 ? 1 : 0);
+        bytes = static_cast<unsigned __int128>(groups) * (std::uint64_t{group_pixels} * storage_bits_per_pixel / 8);
+    }
+    if (bytes > UINT64_MAX)
         fail(PLOX_IPL_RETURN_CODE_OUT_OF_RANGE, pixels, " pixels of ", name, " need more than 2^64 bytes");
-    return groups * bytes_per_group;
+    return static_cast<std::uint64_t>(bytes);
 }
 
 const std::array<PixelFormatInfo, kPixelFormatCount>& all_pixel_formats() noexcept { return kTable; }

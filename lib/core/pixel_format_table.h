@@ -69,7 +69,8 @@ struct PixelFormatInfo {
     std::uint32_t max_value() const noexcept {
         return is_float ? 0u : static_cast<std::uint32_t>((std::uint64_t{1} << significant_bits) - 1);
     }
-    // Bytes for `pixels` pixels, rounded up to whole groups; throws OUT_OF_RANGE on overflow.
+    // Bytes for `pixels` pixels; throws OUT_OF_RANGE on overflow. A PFNC bit stream ends in the
+    // byte of its last bit, as a camera sends it; every other layout takes whole groups.
     std::uint64_t storage_size(std::uint64_t pixels) const;
 };
 

@@ -1,6 +1,7 @@
 // Packed streams against a bit-by-bit reference read off the memory layout, with SIMD on and off.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <random>
 #include <tuple>
@@ -116,6 +117,20 @@ TEST(Packing, KnownGroups) {
     }
 }
 
+// A stream ends with the byte of the last bit that a value owns; a camera sends no more.
+TEST(Packing, StorageEndsWithTheLastBitOfTheLastValue) {
+    for (const PixelFormatInfo& f : all_pixel_formats()) {
+        if (!f.is_packed()) continue;
+        for (std::size_t pixels : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 7u, 8u, 9u, 17u, 18u, 4097u, 1000003u}) {
+            SCOPED_TRACE(testing::Message() << f.name << ", " << pixels << " pixels");
+            std::size_t end = 0;
+            for (std::size_t i = pixels * f.channels; i-- > 0 && i + f.channels * 8 >= pixels * f.channels;)
+                for (unsigned b = 0; b < f.significant_bits; ++b) end = std::max(end, bit_of(f, i, b) / 8 + 1);
+            EXPECT_EQ(f.storage_size(pixels), end);
+        }
+    }
+}
+
 class PackingFormat : public testing::TestWithParam<PLOX_IPL_PIXEL_FORMAT_NAME> {};
 
 // Odd lengths put the SIMD bulk between scalar ends of every size; both paths must match the reference.
@@ -152,6 +167,32 @@ TEST_P(PackingFormat, PackThenUnpackIsIdentity) {
             pack_values(f, noisy.data(), 0, values.size(), stream.data());
             EXPECT_EQ(stream, reference_pack(f, values));
             EXPECT_EQ(unpack(f, stream, 0, values.size()), values);
+        }
+    }
+}
+
+// Streams of every length end inside a group somewhere: nothing past their last byte may be
+// read (the unpacked values do not change with the bytes behind) or written.
+TEST_P(PackingFormat, StaysWithinTheStream) {
+    const PixelFormatInfo& f = pixel_format(GetParam());
+    constexpr std::size_t kGuard = 64;
+    std::mt19937 rng(13);
+    for (std::size_t pixels = 1; pixels < 600; pixels += pixels < 40 ? 1 : 37) {
+        const std::size_t n = pixels * f.channels, bytes = f.storage_size(pixels);
+        const Values values = random_values(f, n, rng);
+        Bytes stream = reference_pack(f, values);
+        for (bool simd : {false, true}) {
+            SCOPED_TRACE(testing::Message() << pixels << " pixels, SIMD " << simd);
+            const SimdSetting setting(simd);
+            for (std::uint8_t fill : {0x00, 0xFF}) {
+                Bytes guarded = stream;
+                guarded.resize(bytes + kGuard, fill);
+                EXPECT_EQ(unpack(f, guarded, 0, n), values);
+                pack_values(f, values.data(), 0, n, guarded.data());
+                EXPECT_EQ(Bytes(guarded.begin(), guarded.begin() + static_cast<std::ptrdiff_t>(bytes)), stream);
+                EXPECT_EQ(Bytes(guarded.begin() + static_cast<std::ptrdiff_t>(bytes), guarded.end()),
+                          Bytes(kGuard, fill));
+            }
         }
     }
 }

@@ -35,6 +35,10 @@ TEST(PixelFormatTable, StorageSizeAtTheEdges) {
     } catch (const Error& e) {
         EXPECT_EQ(e.code(), PLOX_IPL_RETURN_CODE_OUT_OF_RANGE);
     }
+    // A bit stream may end inside a group, so the limit falls on a single pixel.
+    const PixelFormatInfo& mono12p = pixel_format(PLOX_IPL_PIXEL_FORMAT_Mono12p);
+    EXPECT_EQ(mono12p.storage_size(UINT64_MAX / 3 * 2), UINT64_MAX);
+    EXPECT_THROW(mono12p.storage_size(UINT64_MAX / 3 * 2 + 1), Error);
     const PixelFormatInfo& abc = pixel_format(PLOX_IPL_PIXEL_FORMAT_Coord3D_ABC32f);
     EXPECT_THROW(abc.storage_size(UINT64_MAX / 12 + 1), Error);
     EXPECT_EQ(abc.storage_size(UINT64_MAX / 12), UINT64_MAX / 12 * 12);
