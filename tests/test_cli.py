@@ -8,6 +8,8 @@ import numpy as np
 import pytest
 from PIL import Image as PILImage
 
+from image_data import pack_lsb
+
 TOOL = os.path.join(os.path.dirname(sys.executable), "plox-ipl")
 
 
@@ -23,15 +25,9 @@ def test_info_lists_formats_and_conversions():
                                           text=True, timeout=120).stdout
 
 
-def pack_12p(values):
-    v = values.astype(np.uint32).ravel().reshape(-1, 2)
-    word = v[:, 0] | v[:, 1] << 12
-    return np.stack([word & 0xFF, word >> 8 & 0xFF, word >> 16], axis=1).astype(np.uint8)
-
-
 def test_convert_camera_dump_and_files(tmp_path):
     dump = tmp_path / "frame.bin"
-    pack_12p(np.full((6, 8), 2048, np.uint16)).tofile(dump)
+    pack_lsb(np.full((6, 8), 2048, np.uint16), 12).tofile(dump)
     out = tmp_path / "frame.png"
     result = run("convert", str(dump), str(out), "--format", "BayerRG12p", "--width", "8", "--height", "6")
     assert result.returncode == 0, result.stderr
@@ -95,7 +91,7 @@ def test_demo_writes_files_and_the_readme_example_runs(tmp_path):
 ])
 def test_a_bayer_dump_becomes_colour(tmp_path, name, values, ending, mode):
     dump = tmp_path / "frame.bin"
-    (pack_12p(np.full((6, 8), 3000, np.uint16)) if values is None else values).tofile(dump)
+    (pack_lsb(np.full((6, 8), 3000, np.uint16), 12) if values is None else values).tofile(dump)
     out = tmp_path / f"frame{ending}"
     result = run("convert", str(dump), str(out), "--format", name, "--width", "8", "--height", "6")
     assert result.returncode == 0, result.stderr

@@ -8,6 +8,7 @@ import numpy as np
 import pytest
 
 import umb_plox_ipl as ipl
+from image_data import pack_grouped, pack_lsb
 
 RNG = np.random.default_rng(7)
 
@@ -31,27 +32,19 @@ def raw_bytes(image):
 # --- independent packers ------------------------------------------------------------------
 
 def pack_10p(values):
-    v = values.astype(np.uint64).reshape(-1, 4)
-    word = v[:, 0] | v[:, 1] << 10 | v[:, 2] << 20 | v[:, 3] << 30
-    return np.stack([(word >> (8 * i)) & 0xFF for i in range(5)], axis=1).astype(np.uint8).ravel()
+    return pack_lsb(values, 10)
 
 
 def pack_12p(values):
-    v = values.astype(np.uint32).reshape(-1, 2)
-    word = v[:, 0] | v[:, 1] << 12
-    return np.stack([(word >> (8 * i)) & 0xFF for i in range(3)], axis=1).astype(np.uint8).ravel()
+    return pack_lsb(values, 12)
 
 
 def pack_10g40(values):
-    v = values.astype(np.uint16).reshape(-1, 4)
-    low = (v[:, 0] & 3) | (v[:, 1] & 3) << 2 | (v[:, 2] & 3) << 4 | (v[:, 3] & 3) << 6
-    return np.column_stack([v >> 2, low]).astype(np.uint8).ravel()
+    return pack_grouped(values, 10)
 
 
 def pack_12g24(values):
-    v = values.astype(np.uint16).reshape(-1, 2)
-    low = (v[:, 0] & 15) | (v[:, 1] & 15) << 4
-    return np.column_stack([v >> 4, low]).astype(np.uint8).ravel()
+    return pack_grouped(values, 12)
 
 
 def pack_p32(rgb):

@@ -8,6 +8,7 @@ import numpy as np
 import pytest
 
 import umb_plox_ipl as ipl
+from image_data import pack_lsb
 
 NAMES = ipl.pixel_format_names()
 S, P = ipl.Size2D.New, ipl.Point2D.New
@@ -36,13 +37,6 @@ def raw(image):
 
 def set_timestamp(image, ns):
     assert _LIB.PLOX_IPL_Image_SetTimestamp(int(image.GetBackendHandle()), ns) == 0
-
-
-def pack_lsb_first(values, bits):
-    """PFNC 'p' packing: values back to back, least significant bit first, up to the last byte."""
-    flat = np.asarray(values, np.uint16).ravel()
-    stream = ((flat[:, None] >> np.arange(bits)) & 1).astype(np.uint8).ravel()
-    return np.packbits(stream, bitorder="little")
 
 
 def assert_too_small(error, have, need):
@@ -222,9 +216,9 @@ def test_bayer_crop_pattern(cell, bits):
 ])
 def test_packed_crop_bit_for_bit(name, bits, width, height, x, y, w, h):
     values = RNG.integers(0, 2**bits, (height, width))
-    image = owned(name, width, height, pack_lsb_first(values, bits))
+    image = owned(name, width, height, pack_lsb(values, bits))
     crop = image.Crop(P(x, y), S(w, h))
-    assert raw(crop).tobytes() == pack_lsb_first(values[y:y + h, x:x + w], bits).tobytes()
+    assert raw(crop).tobytes() == pack_lsb(values[y:y + h, x:x + w], bits).tobytes()
     if name.startswith("Bayer"):
         assert crop.PixelFormat().Name() == ("BayerGB12p" if y % 2 else "BayerRG12p")
 

@@ -8,28 +8,13 @@ import numpy as np
 import pytest
 
 import umb_plox_ipl as ipl
+from image_data import pack_grouped, pack_lsb
 
 RNG = np.random.default_rng(41)
 
 
 def fmt(name):
     return ipl.PixelFormat(getattr(ipl, "PixelFormatName_" + name))
-
-
-def pack_lsb(values, bits):
-    """Values back to back, least significant bit first, up to the byte of the last bit."""
-    flat = np.asarray(values, np.uint16).ravel()
-    stream = ((flat[:, None] >> np.arange(bits)) & 1).astype(np.uint8).ravel()
-    return np.packbits(stream, bitorder="little")
-
-
-def pack_grouped(values, bits):
-    """Whole groups: the high bytes of the group's pixels, then one byte of their low bits."""
-    group, low = (4, 2) if bits == 10 else (2, 4)
-    flat = np.asarray(values, np.uint16).ravel()
-    flat = np.concatenate([flat, np.zeros(-len(flat) % group, np.uint16)]).reshape(-1, group)
-    shared = sum((flat[:, k] & ((1 << low) - 1)) << (low * k) for k in range(group))
-    return np.column_stack([flat >> low, shared]).astype(np.uint8).ravel()
 
 
 # packed format: (unpacked twin, bits, packer)
