@@ -16,10 +16,12 @@ namespace hn = hwy::HWY_NAMESPACE;
 using directional_detail::Band;
 using directional_detail::Geometry;
 using directional_detail::GreenRows;
+using directional_detail::HorizontalRows;
 using directional_detail::kHalo;
 using directional_detail::OutputRows;
 using directional_detail::RowKind;
 using directional_detail::ScalarStages;
+using directional_detail::VerticalRows;
 
 #if HWY_TARGET != HWY_SCALAR
 
@@ -58,63 +60,63 @@ struct SimdStages {
         return hn::Add(hn::Add(m2, p2), hn::ShiftLeft<1>(hn::Sub(hn::Sub(c, m1), p1)));
     }
 
-    // Vector stores may alias anything, so loops keep their pointers and bounds in locals.
-    static void horizontal(const W* p, RowKind kind, const Geometry& geo, W* c4h, W* scratch, W* dh5) {
+    // |diff| on the 8-bit scale, capped (see ScalarStages::gradient).
+    static V gradient(V diff, int shift) {
         const D d;
-        const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
-        const M green = green_lanes(kind, false);
-        const std::ptrdiff_t span = geo.span;
-        for (std::ptrdiff_t e = 0; e < span; e += n) {
-            const V t = second_difference(hn::LoadU(d, p + e - 2), hn::LoadU(d, p + e - 1), hn::LoadU(d, p + e),
-                                          hn::LoadU(d, p + e + 1), hn::LoadU(d, p + e + 2));
-            hn::StoreU(hn::IfThenElse(green, hn::Neg(t), t), d, c4h + e);
-        }
-        gradient_sums(c4h - 1, c4h + 1, geo, scratch, dh5);
+        diff = hn::Abs(diff);
+        // 8-bit data are on the gradients' scale already.
+        if constexpr (sizeof(T) > 1) diff = hn::ShiftRightSame(diff, shift);
+        return hn::Min(diff, hn::Set(d, W{255}));
     }
 
-    static void vertical(const W* const p[5], RowKind kind, const Geometry& geo, W* c4v) {
+    // Vector stores may alias anything, so loops keep their pointers and bounds in locals.
+    static void horizontal(const HorizontalRows<W>& rows, RowKind kind, const Geometry& geo) {
         const D d;
         const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
         const M green = green_lanes(kind, false);
         const std::ptrdiff_t span = geo.span;
-        const W *p0 = p[0], *p1 = p[1], *p2 = p[2], *p3 = p[3], *p4 = p[4];
+        const int shift = geo.shift;
+        const W* p = rows.p;
+        W *c4h = rows.c4h, *dh = rows.dh, *sum = rows.sum_h;
+        for (std::ptrdiff_t e = 0; e < span; e += n) {
+            const V m3 = hn::LoadU(d, p + e - 3), m2 = hn::LoadU(d, p + e - 2), m1 = hn::LoadU(d, p + e - 1);
+            const V p1 = hn::LoadU(d, p + e + 1), p2 = hn::LoadU(d, p + e + 2), p3 = hn::LoadU(d, p + e + 3);
+            const V t = second_difference(m2, m1, hn::LoadU(d, p + e), p1, p2);
+            hn::StoreU(hn::IfThenElse(green, hn::Neg(t), t), d, c4h + e);
+            const V step = hn::Sub(hn::Add(hn::Sub(p3, m3), hn::Sub(p1, m1)), hn::ShiftLeft<1>(hn::Sub(p2, m2)));
+            const V g = gradient(step, shift);
+            hn::StoreU(hn::Sub(hn::Add(hn::LoadU(d, sum + e), g), hn::LoadU(d, dh + e)), d, sum + e);
+            hn::StoreU(g, d, dh + e);
+        }
+    }
+
+    static void vertical(const VerticalRows<W>& rows, RowKind kind, const Geometry& geo) {
+        const D d;
+        const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
+        const M green = green_lanes(kind, false);
+        const std::ptrdiff_t span = geo.span;
+        const int shift = geo.shift;
+        const W *p0 = rows.p[0], *p1 = rows.p[1], *p2 = rows.p[2], *p3 = rows.p[3], *p4 = rows.p[4];
+        const W* up = rows.c4v_up;
+        W *c4v = rows.c4v, *dv = rows.dv, *sum = rows.sum_v;
         for (std::ptrdiff_t e = 0; e < span; e += n) {
             const V t = second_difference(hn::LoadU(d, p0 + e), hn::LoadU(d, p1 + e), hn::LoadU(d, p2 + e),
                                           hn::LoadU(d, p3 + e), hn::LoadU(d, p4 + e));
-            hn::StoreU(hn::IfThenElse(green, hn::Neg(t), t), d, c4v + e);
+            const V c = hn::IfThenElse(green, hn::Neg(t), t);
+            hn::StoreU(c, d, c4v + e);
+            if (up == nullptr) continue;
+            const V g = gradient(hn::Sub(c, hn::LoadU(d, up + e)), shift);
+            hn::StoreU(hn::Sub(hn::Add(hn::LoadU(d, sum + e), g), hn::LoadU(d, dv + e)), d, sum + e);
+            hn::StoreU(g, d, dv + e);
         }
     }
 
-    static void gradient_sums(const W* before, const W* after, const Geometry& geo, W* scratch, W* sums) {
+    // 4 plus the sums over x-2..x+2.
+    static HWY_INLINE V box(const W* sums, std::ptrdiff_t e) {
         const D d;
-        const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
-        const V cap = hn::Set(d, W{255});
-        const std::ptrdiff_t span = geo.span;
-        const int shift = geo.shift;
-        for (std::ptrdiff_t e = 0; e < span; e += n) {
-            V diff = hn::Abs(hn::Sub(hn::LoadU(d, after + e), hn::LoadU(d, before + e)));
-            // 8-bit data are on the gradients' scale already.
-            if constexpr (sizeof(T) > 1) diff = hn::ShiftRightSame(diff, shift);
-            hn::StoreU(hn::Min(diff, cap), d, scratch + e);
-        }
-        for (std::ptrdiff_t e = 0; e < span; e += n) {
-            const V s = hn::Add(hn::Add(hn::LoadU(d, scratch + e - 2), hn::LoadU(d, scratch + e - 1)),
-                                hn::Add(hn::Add(hn::LoadU(d, scratch + e), hn::LoadU(d, scratch + e + 1)),
-                                        hn::LoadU(d, scratch + e + 2)));
-            hn::StoreU(s, d, sums + e);
-        }
-    }
-
-    static void start_sums(const W* const rows[4], const Geometry& geo, W* sums) {
-        const D d;
-        const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
-        const std::ptrdiff_t span = geo.span;
-        const W *r0 = rows[0], *r1 = rows[1], *r2 = rows[2], *r3 = rows[3];
-        for (std::ptrdiff_t e = 0; e < span; e += n) {
-            hn::StoreU(hn::Add(hn::Add(hn::LoadU(d, r0 + e), hn::LoadU(d, r1 + e)),
-                               hn::Add(hn::LoadU(d, r2 + e), hn::LoadU(d, r3 + e))),
-                       d, sums + e);
-        }
+        return hn::Add(hn::Add(hn::Add(hn::LoadU(d, sums + e - 2), hn::LoadU(d, sums + e - 1)),
+                               hn::Add(hn::LoadU(d, sums + e), hn::LoadU(d, sums + e + 1))),
+                       hn::Add(hn::LoadU(d, sums + e + 2), hn::Set(d, W{4})));
     }
 
     static void green(const GreenRows<W>& rows, RowKind kind, const Geometry& geo) {
@@ -124,16 +126,12 @@ struct SimdStages {
         const hn::RebindToUnsigned<D> du;
         const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
         const M green = green_lanes(kind, false);
-        const V four = hn::Set(d, W{4}), half = hn::Set(d, W{32}), zero = hn::Zero(d);
+        const V half = hn::Set(d, W{32}), zero = hn::Zero(d);
         const V max_v = hn::Set(d, static_cast<W>(geo.max_value));
         for (std::ptrdiff_t e = 0; e < span; e += n) {
-            const V sum_h = hn::Add(hn::LoadU(d, r.sum_h + e), hn::LoadU(d, r.dh5_in + e));
-            const V sum_v = hn::Add(hn::LoadU(d, r.sum_v + e), hn::LoadU(d, r.dv5_in + e));
-            hn::StoreU(hn::Sub(sum_h, hn::LoadU(d, r.dh5_out + e)), d, r.sum_h + e);
-            hn::StoreU(hn::Sub(sum_v, hn::LoadU(d, r.dv5_out + e)), d, r.sum_v + e);
             // Up to 4 + 25 * 255: eight times that still fits unsigned 16 bits.
-            const auto sh = hn::BitCast(du, hn::Add(sum_h, four));
-            const auto sv = hn::BitCast(du, hn::Add(sum_v, four));
+            const auto sh = hn::BitCast(du, box(r.sum_h, e));
+            const auto sv = hn::BitCast(du, box(r.sum_v, e));
             const auto sh3 = hn::Add(sh, hn::ShiftLeft<1>(sh)), sv3 = hn::Add(sv, hn::ShiftLeft<1>(sv));
             const V csh = hn::Add(hn::Add(hn::LoadU(d, r.c4h + e - 1), hn::LoadU(d, r.c4h + e + 1)),
                                   hn::ShiftLeft<1>(hn::LoadU(d, r.c4h + e)));
