@@ -43,6 +43,12 @@ DemosaicMethod method_of(std::int32_t mode) {
     return mode == PLOX_IPL_CONVERSION_MODE_HIGH_QUALITY ? DemosaicMethod::directional : DemosaicMethod::bilinear;
 }
 
+// Each strip of the directional method recomputes its 2 x 6 halo rows through the whole pipeline:
+// two strips per thread keep that small and still even out the threads.
+std::size_t strips_per_thread(const Plan& plan) {
+    return plan.demosaic && plan.method == DemosaicMethod::directional ? 2 : 4;
+}
+
 std::size_t rows_sharing_bytes(const PixelFormatInfo& format, std::size_t width) {
     if (format.family == Family::yuv420) return 2;
     const std::size_t group = format.group_pixels;
@@ -316,8 +322,10 @@ void convert_into(const Image& source, Image& target, std::int32_t mode) {
     }
     const Plan plan = make_plan(from, to, source.width(), mode);
     if (is_fast_bayer_pair(plan)) {
-        for_each_strip(source.height(), source.width(), plan.alignment,
-                       [&](std::size_t first, std::size_t end) { fast_bayer_band(plan, source, target, first, end); });
+        for_each_strip(
+            source.height(), source.width(), plan.alignment,
+            [&](std::size_t first, std::size_t end) { fast_bayer_band(plan, source, target, first, end); },
+            strips_per_thread(plan));
         return;
     }
     if (is_byte_channel_pair(from, to)) {
@@ -336,9 +344,10 @@ void convert_into(const Image& source, Image& target, std::int32_t mode) {
         });
         return;
     }
-    for_each_strip(source.height(), source.width(), plan.alignment, [&](std::size_t first, std::size_t end) {
-        StripConverter(plan, source, target).run(first, end);
-    });
+    for_each_strip(
+        source.height(), source.width(), plan.alignment,
+        [&](std::size_t first, std::size_t end) { StripConverter(plan, source, target).run(first, end); },
+        strips_per_thread(plan));
 }
 
 const Support kFactorSupport{"a factor", [](const PixelFormatInfo& f) { return !f.is_packed() && !f.is_yuv(); }};
