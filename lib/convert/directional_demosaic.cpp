@@ -127,12 +127,13 @@ struct SimdStages {
         const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
         const M green = green_lanes(kind, false);
         const V half = hn::Set(d, W{32}), zero = hn::Zero(d);
+        const auto three = hn::Set(du, 3);
         const V max_v = hn::Set(d, static_cast<W>(geo.max_value));
         for (std::ptrdiff_t e = 0; e < span; e += n) {
             // Up to 4 + 25 * 255: eight times that still fits unsigned 16 bits.
             const auto sh = hn::BitCast(du, box(r.sum_h, e));
             const auto sv = hn::BitCast(du, box(r.sum_v, e));
-            const auto sh3 = hn::Add(sh, hn::ShiftLeft<1>(sh)), sv3 = hn::Add(sv, hn::ShiftLeft<1>(sv));
+            const auto sh3 = hn::Mul(sh, three), sv3 = hn::Mul(sv, three);
             const V csh = hn::Add(hn::Add(hn::LoadU(d, r.c4h + e - 1), hn::LoadU(d, r.c4h + e + 1)),
                                   hn::ShiftLeft<1>(hn::LoadU(d, r.c4h + e)));
             const V csv = hn::Add(hn::Add(hn::LoadU(d, r.c4v[0] + e), hn::LoadU(d, r.c4v[2] + e)),
@@ -141,10 +142,11 @@ struct SimdStages {
             // may wrap on the way; the result fits the lane, so it is exact.
             const V diff = hn::Sub(csh, csv);
             V c = hn::ShiftLeft<2>(csh);
-            c = hn::Sub(c, hn::IfThenElseZero(hn::RebindMask(d, hn::Lt(hn::ShiftLeft<3>(sv), sh3)), diff));
-            c = hn::Sub(c, hn::IfThenElseZero(hn::RebindMask(d, hn::Lt(hn::ShiftLeft<2>(sv), sh3)), diff));
-            c = hn::Sub(c, hn::IfThenElseZero(hn::RebindMask(d, hn::Lt(sv3, hn::ShiftLeft<2>(sh))), diff));
-            c = hn::Sub(c, hn::IfThenElseZero(hn::RebindMask(d, hn::Lt(sv3, hn::ShiftLeft<3>(sh))), diff));
+            const auto unmet = [&](auto mask) { c = hn::IfThenElse(hn::RebindMask(d, mask), hn::Sub(c, diff), c); };
+            unmet(hn::Lt(hn::ShiftLeft<3>(sv), sh3));
+            unmet(hn::Lt(hn::ShiftLeft<2>(sv), sh3));
+            unmet(hn::Lt(sv3, hn::ShiftLeft<2>(sh)));
+            unmet(hn::Lt(sv3, hn::ShiftLeft<3>(sh)));
             const V p = hn::LoadU(d, r.p + e);
             const V t = hn::Add(hn::Sub(hn::ShiftLeft<6>(p), c), half);
             const V g = hn::IfThenElse(green, p, hn::Min(hn::Max(hn::ShiftRight<6>(t), zero), max_v));
