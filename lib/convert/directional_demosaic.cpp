@@ -119,39 +119,101 @@ struct SimdStages {
                        hn::Add(hn::LoadU(d, sums + e + 2), hn::Set(d, W{4})));
     }
 
+    static V csh_at(const GreenRows<W>& r, std::ptrdiff_t e) {
+        const D d;
+        return hn::Add(hn::Add(hn::LoadU(d, r.c4h + e - 1), hn::LoadU(d, r.c4h + e + 1)),
+                       hn::ShiftLeft<1>(hn::LoadU(d, r.c4h + e)));
+    }
+
+    static V csv_at(const GreenRows<W>& r, std::ptrdiff_t e) {
+        const D d;
+        return hn::Add(hn::Add(hn::LoadU(d, r.c4v[0] + e), hn::LoadU(d, r.c4v[2] + e)),
+                       hn::ShiftLeft<1>(hn::LoadU(d, r.c4v[1] + e)));
+    }
+
+    // G at a red or blue site from its gradient sums (4 + the 5x5 sums), colour differences and P.
+    static HWY_INLINE V blend(V sum_h, V sum_v, V csh, V csv, V p, V max_v) {
+        const D d;
+        const hn::RebindToUnsigned<D> du;
+        // Up to 4 + 25 * 255: eight times that still fits unsigned 16 bits.
+        const auto sh = hn::BitCast(du, sum_h), sv = hn::BitCast(du, sum_v);
+        const auto three = hn::Set(du, 3);
+        const auto sh3 = hn::Mul(sh, three), sv3 = hn::Mul(sv, three);
+        // q csh + (4 - q) csv = 4 csh - (4 - q)(csh - csv), one term per unmet condition. Sums may
+        // wrap on the way; the result fits the lane, so it is exact.
+        const V diff = hn::Sub(csh, csv);
+        V c = hn::ShiftLeft<2>(csh);
+        const auto unmet = [&](auto mask) { c = hn::IfThenElse(hn::RebindMask(d, mask), hn::Sub(c, diff), c); };
+        unmet(hn::Lt(hn::ShiftLeft<3>(sv), sh3));
+        unmet(hn::Lt(hn::ShiftLeft<2>(sv), sh3));
+        unmet(hn::Lt(sv3, hn::ShiftLeft<2>(sh)));
+        unmet(hn::Lt(sv3, hn::ShiftLeft<3>(sh)));
+        const V t = hn::Add(hn::Sub(hn::ShiftLeft<6>(p), c), hn::Set(d, W{32}));
+        return hn::Min(hn::Max(hn::ShiftRight<6>(t), hn::Zero(d)), max_v);
+    }
+
     static void green(const GreenRows<W>& rows, RowKind kind, const Geometry& geo) {
+        if constexpr (sizeof(W) == 2) {
+            // Red and blue sites sit at odd lanes when green ones sit at even lanes.
+            return kind.green_even ? red_blue_green<true>(rows, kind, geo) : red_blue_green<false>(rows, kind, geo);
+        }
         const GreenRows<W> r = rows;
         const std::ptrdiff_t span = geo.span;
         const D d;
-        const hn::RebindToUnsigned<D> du;
         const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
         const M green = green_lanes(kind, false);
-        const V half = hn::Set(d, W{32}), zero = hn::Zero(d);
-        const auto three = hn::Set(du, 3);
         const V max_v = hn::Set(d, static_cast<W>(geo.max_value));
         for (std::ptrdiff_t e = 0; e < span; e += n) {
-            // Up to 4 + 25 * 255: eight times that still fits unsigned 16 bits.
-            const auto sh = hn::BitCast(du, box(r.sum_h, e));
-            const auto sv = hn::BitCast(du, box(r.sum_v, e));
-            const auto sh3 = hn::Mul(sh, three), sv3 = hn::Mul(sv, three);
-            const V csh = hn::Add(hn::Add(hn::LoadU(d, r.c4h + e - 1), hn::LoadU(d, r.c4h + e + 1)),
-                                  hn::ShiftLeft<1>(hn::LoadU(d, r.c4h + e)));
-            const V csv = hn::Add(hn::Add(hn::LoadU(d, r.c4v[0] + e), hn::LoadU(d, r.c4v[2] + e)),
-                                  hn::ShiftLeft<1>(hn::LoadU(d, r.c4v[1] + e)));
-            // q csh + (4 - q) csv = 4 csh - (4 - q)(csh - csv), one term per unmet condition. Sums
-            // may wrap on the way; the result fits the lane, so it is exact.
-            const V diff = hn::Sub(csh, csv);
-            V c = hn::ShiftLeft<2>(csh);
-            const auto unmet = [&](auto mask) { c = hn::IfThenElse(hn::RebindMask(d, mask), hn::Sub(c, diff), c); };
-            unmet(hn::Lt(hn::ShiftLeft<3>(sv), sh3));
-            unmet(hn::Lt(hn::ShiftLeft<2>(sv), sh3));
-            unmet(hn::Lt(sv3, hn::ShiftLeft<2>(sh)));
-            unmet(hn::Lt(sv3, hn::ShiftLeft<3>(sh)));
             const V p = hn::LoadU(d, r.p + e);
-            const V t = hn::Add(hn::Sub(hn::ShiftLeft<6>(p), c), half);
-            const V g = hn::IfThenElse(green, p, hn::Min(hn::Max(hn::ShiftRight<6>(t), zero), max_v));
+            const V g = hn::IfThenElse(green, p, blend(box(r.sum_h, e), box(r.sum_v, e), csh_at(r, e), csv_at(r, e), p, max_v));
             hn::StoreU(g, d, r.g + e);
             hn::StoreU(hn::Sub(p, g), d, r.d + e);
+        }
+    }
+
+    // The red and blue sites' lanes of two vectors, gathered into one.
+    template <bool kOdd>
+    static V gather(V hi, V lo) {
+        const D d;
+        if constexpr (kOdd) {
+            return hn::ConcatOdd(d, hi, lo);
+        } else {
+            return hn::ConcatEven(d, hi, lo);
+        }
+    }
+
+    // Lane i of the lower (half 0) or upper half of `v` into lanes 2i and 2i + 1.
+    static V spread(V v, std::uint64_t half) {
+        const D d;
+        const hn::Repartition<std::uint64_t, D> d64;
+        // Each 64-bit chunk goes to the lower half of a 128-bit block, which InterleaveLower spreads.
+        const auto chunks = hn::Add(hn::ShiftRight<1>(hn::Iota(d64, 0)), hn::Set(d64, half * hn::Lanes(d64) / 2));
+        const V x = hn::BitCast(d, hn::TableLookupLanes(hn::BitCast(d64, v), hn::IndicesFromVec(d64, chunks)));
+        return hn::InterleaveLower(d, x, x);
+    }
+
+    // The green stage for 16-bit lanes: only half the lanes need the blend, so two vectors share one.
+    template <bool kOdd>
+    static void red_blue_green(const GreenRows<W>& rows, RowKind kind, const Geometry& geo) {
+        const GreenRows<W> r = rows;
+        const std::ptrdiff_t span = geo.span;
+        const D d;
+        const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
+        const M green = green_lanes(kind, false);
+        const V max_v = hn::Set(d, static_cast<W>(geo.max_value));
+        // The span is a multiple of kSpanUnit, which holds two vectors of any target.
+        for (std::ptrdiff_t e = 0; e < span; e += 2 * n) {
+            const std::ptrdiff_t e1 = e + n;
+            const V p0 = hn::LoadU(d, r.p + e), p1 = hn::LoadU(d, r.p + e1);
+            const V g = blend(gather<kOdd>(box(r.sum_h, e1), box(r.sum_h, e)),
+                              gather<kOdd>(box(r.sum_v, e1), box(r.sum_v, e)),
+                              gather<kOdd>(csh_at(r, e1), csh_at(r, e)), gather<kOdd>(csv_at(r, e1), csv_at(r, e)),
+                              gather<kOdd>(p1, p0), max_v);
+            const V g0 = hn::IfThenElse(green, p0, spread(g, 0)), g1 = hn::IfThenElse(green, p1, spread(g, 1));
+            hn::StoreU(g0, d, r.g + e);
+            hn::StoreU(g1, d, r.g + e1);
+            hn::StoreU(hn::Sub(p0, g0), d, r.d + e);
+            hn::StoreU(hn::Sub(p1, g1), d, r.d + e1);
         }
     }
 
