@@ -69,45 +69,52 @@ struct SimdStages {
         return hn::Min(diff, hn::Set(d, W{255}));
     }
 
-    // Vector stores may alias anything, so loops keep their pointers and bounds in locals.
-    static void horizontal(const HorizontalRows<W>& rows, RowKind kind, const Geometry& geo) {
+    static V c4v_at(const W* const p[5], M green, std::ptrdiff_t e) {
+        const D d;
+        const V t = second_difference(hn::LoadU(d, p[0] + e), hn::LoadU(d, p[1] + e), hn::LoadU(d, p[2] + e),
+                                      hn::LoadU(d, p[3] + e), hn::LoadU(d, p[4] + e));
+        return hn::IfThenElse(green, hn::Neg(t), t);
+    }
+
+    // Adds gradient g to a column sum and takes out the one of five rows up, whose ring slot g takes.
+    static HWY_INLINE void add_gradient(V g, W* ring, W* sum, std::ptrdiff_t e) {
+        const D d;
+        hn::StoreU(hn::Sub(hn::Add(hn::LoadU(d, sum + e), g), hn::LoadU(d, ring + e)), d, sum + e);
+        hn::StoreU(g, d, ring + e);
+    }
+
+    // Vector stores may alias anything, so loops keep their rows and bounds in locals.
+    static void vertical(const VerticalRows<W>& rows, RowKind kind, const Geometry& geo) {
+        const VerticalRows<W> v = rows;
         const D d;
         const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
         const M green = green_lanes(kind, false);
         const std::ptrdiff_t span = geo.span;
+        for (std::ptrdiff_t e = 0; e < span; e += n) hn::StoreU(c4v_at(v.p, green, e), d, v.c4v + e);
+    }
+
+    static void gradients(const VerticalRows<W>& v_rows, RowKind v_kind, const HorizontalRows<W>& h_rows,
+                          RowKind h_kind, const Geometry& geo) {
+        const VerticalRows<W> v = v_rows;
+        const HorizontalRows<W> h = h_rows;
+        const D d;
+        const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
+        const M v_green = green_lanes(v_kind, false), h_green = green_lanes(h_kind, false);
+        const std::ptrdiff_t span = geo.span;
         const int shift = geo.shift;
-        const W* p = rows.p;
-        W *c4h = rows.c4h, *dh = rows.dh, *sum = rows.sum_h;
         for (std::ptrdiff_t e = 0; e < span; e += n) {
+            const V c4v = c4v_at(v.p, v_green, e);
+            hn::StoreU(c4v, d, v.c4v + e);
+            add_gradient(gradient(hn::Sub(c4v, hn::LoadU(d, v.c4v_up + e)), shift), v.dv, v.sum_v, e);
+
+            const W* p = h.p;
             const V m3 = hn::LoadU(d, p + e - 3), m2 = hn::LoadU(d, p + e - 2), m1 = hn::LoadU(d, p + e - 1);
             const V p1 = hn::LoadU(d, p + e + 1), p2 = hn::LoadU(d, p + e + 2), p3 = hn::LoadU(d, p + e + 3);
             const V t = second_difference(m2, m1, hn::LoadU(d, p + e), p1, p2);
-            hn::StoreU(hn::IfThenElse(green, hn::Neg(t), t), d, c4h + e);
+            hn::StoreU(hn::IfThenElse(h_green, hn::Neg(t), t), d, h.c4h + e);
+            // c4h[e+1] - c4h[e-1] up to its sign (see ScalarStages::horizontal).
             const V step = hn::Sub(hn::Add(hn::Sub(p3, m3), hn::Sub(p1, m1)), hn::ShiftLeft<1>(hn::Sub(p2, m2)));
-            const V g = gradient(step, shift);
-            hn::StoreU(hn::Sub(hn::Add(hn::LoadU(d, sum + e), g), hn::LoadU(d, dh + e)), d, sum + e);
-            hn::StoreU(g, d, dh + e);
-        }
-    }
-
-    static void vertical(const VerticalRows<W>& rows, RowKind kind, const Geometry& geo) {
-        const D d;
-        const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
-        const M green = green_lanes(kind, false);
-        const std::ptrdiff_t span = geo.span;
-        const int shift = geo.shift;
-        const W *p0 = rows.p[0], *p1 = rows.p[1], *p2 = rows.p[2], *p3 = rows.p[3], *p4 = rows.p[4];
-        const W* up = rows.c4v_up;
-        W *c4v = rows.c4v, *dv = rows.dv, *sum = rows.sum_v;
-        for (std::ptrdiff_t e = 0; e < span; e += n) {
-            const V t = second_difference(hn::LoadU(d, p0 + e), hn::LoadU(d, p1 + e), hn::LoadU(d, p2 + e),
-                                          hn::LoadU(d, p3 + e), hn::LoadU(d, p4 + e));
-            const V c = hn::IfThenElse(green, hn::Neg(t), t);
-            hn::StoreU(c, d, c4v + e);
-            if (up == nullptr) continue;
-            const V g = gradient(hn::Sub(c, hn::LoadU(d, up + e)), shift);
-            hn::StoreU(hn::Sub(hn::Add(hn::LoadU(d, sum + e), g), hn::LoadU(d, dv + e)), d, sum + e);
-            hn::StoreU(g, d, dv + e);
+            add_gradient(gradient(step, shift), h.dh, h.sum_h, e);
         }
     }
 

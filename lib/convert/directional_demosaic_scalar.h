@@ -87,7 +87,7 @@ template <class W>
 struct VerticalRows {
     const W* p[5];     // P[r-2..r+2]
     W* c4v;            // c4v[r]
-    const W* c4v_up;   // c4v[r-2], or null while the sums have not started
+    const W* c4v_up;   // c4v[r-2]
     W* dv;             // dv[r-6] in, dv[r-1] out
     W* sum_v;
 };
@@ -173,15 +173,24 @@ struct ScalarStages {
         }
     }
 
+    // c4v alone, for the rows before the sums start.
     static void vertical(const VerticalRows<W>& r, RowKind kind, const Geometry& geo) noexcept {
         for (std::ptrdiff_t e = 0; e < geo.span; ++e) {
             const std::int32_t t = r.p[0][e] + r.p[4][e] + 2 * (r.p[2][e] - r.p[1][e] - r.p[3][e]);
             r.c4v[e] = static_cast<W>(green_at(kind, e) ? -t : t);
-            if (r.c4v_up == nullptr) continue;
-            const W dv = gradient(r.c4v[e] - r.c4v_up[e], geo.shift);
-            r.sum_v[e] = static_cast<W>(r.sum_v[e] + dv - r.dv[e]);
-            r.dv[e] = dv;
         }
+    }
+
+    // c4v of row r = h + 1 with dv and the vertical sums of row h, then the horizontal side of row h.
+    static void gradients(const VerticalRows<W>& v, RowKind v_kind, const HorizontalRows<W>& h, RowKind h_kind,
+                          const Geometry& geo) noexcept {
+        vertical(v, v_kind, geo);
+        for (std::ptrdiff_t e = 0; e < geo.span; ++e) {
+            const W dv = gradient(v.c4v[e] - v.c4v_up[e], geo.shift);
+            v.sum_v[e] = static_cast<W>(v.sum_v[e] + dv - v.dv[e]);
+            v.dv[e] = dv;
+        }
+        horizontal(h, h_kind, geo);
     }
 
     static void green(const GreenRows<W>& r, RowKind kind, const Geometry& geo) noexcept {
@@ -295,14 +304,17 @@ void run_band(const Band<T>& band) {
             Stages::load(band.mosaic + k * band.mosaic_stride, geo, s.p(k));
             const std::ptrdiff_t h = k - 3;
             if (k >= 4 - kHalo) {
-                const VerticalRows<W> r{{s.p(k - 4), s.p(k - 3), s.p(k - 2), s.p(k - 1), s.p(k)},
+                const VerticalRows<W> v{{s.p(k - 4), s.p(k - 3), s.p(k - 2), s.p(k - 1), s.p(k)},
                                         s.c4v(k - 2),
-                                        h >= first_sum_row ? s.c4v(k - 4) : nullptr,
+                                        s.c4v(k - 4),
                                         s.dv(h),
                                         s.sum_v()};
-                Stages::vertical(r, kind(k - 2), geo);
+                if (h >= first_sum_row) {
+                    Stages::gradients(v, kind(k - 2), {s.p(h), s.c4h(h), s.dh(h), s.sum_h()}, kind(h), geo);
+                } else {
+                    Stages::vertical(v, kind(k - 2), geo);
+                }
             }
-            if (h >= first_sum_row) Stages::horizontal({s.p(h), s.c4h(h), s.dh(h), s.sum_h()}, kind(h), geo);
             const std::ptrdiff_t g = k - 5;
             if (g >= -1) {
                 const GreenRows<W> r{s.p(g),    s.c4h(g),    {s.c4v(g - 1), s.c4v(g), s.c4v(g + 1)},
