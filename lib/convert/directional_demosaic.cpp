@@ -173,7 +173,6 @@ struct SimdStages {
         for (std::ptrdiff_t e = 0; e < span; e += n) {
             const V p = hn::LoadU(d, r.p + e);
             const V g = hn::IfThenElse(green, p, blend(box(r.sum_h, e), box(r.sum_v, e), csh_at(r, e), csv_at(r, e), p, max_v));
-            hn::StoreU(g, d, r.g + e);
             hn::StoreU(hn::Sub(p, g), d, r.d + e);
         }
     }
@@ -217,8 +216,6 @@ struct SimdStages {
                               gather<kOdd>(csh_at(r, e1), csh_at(r, e)), gather<kOdd>(csv_at(r, e1), csv_at(r, e)),
                               gather<kOdd>(p1, p0), max_v);
             const V g0 = hn::IfThenElse(green, p0, spread(g, 0)), g1 = hn::IfThenElse(green, p1, spread(g, 1));
-            hn::StoreU(g0, d, r.g + e);
-            hn::StoreU(g1, d, r.g + e1);
             hn::StoreU(hn::Sub(p0, g0), d, r.d + e);
             hn::StoreU(hn::Sub(p1, g1), d, r.d + e1);
         }
@@ -238,7 +235,8 @@ struct SimdStages {
         const D d;
         const DT dt;
         const V one = hn::Set(d, W{1}), two = hn::Set(d, W{2});
-        const V g = hn::LoadU(d, r.g + e);
+        const V p = hn::LoadU(d, r.p + e);
+        const V g = hn::Sub(p, hn::LoadU(d, r.d[1] + e));
         const V up_left = hn::LoadU(d, r.d[0] + e - 1), up_right = hn::LoadU(d, r.d[0] + e + 1);
         const V down_left = hn::LoadU(d, r.d[2] + e - 1), down_right = hn::LoadU(d, r.d[2] + e + 1);
         const V left = hn::LoadU(d, r.d[1] + e - 1), right = hn::LoadU(d, r.d[1] + e + 1);
@@ -247,7 +245,7 @@ struct SimdStages {
         const V along_column = hn::Add(g, hn::ShiftRight<1>(hn::Add(hn::Add(up, down), one)));
         const V diagonal = hn::Add(
             g, hn::ShiftRight<2>(hn::Add(hn::Add(hn::Add(up_left, up_right), hn::Add(down_left, down_right)), two)));
-        a = hn::DemoteTo(dt, hn::IfThenElse(green, along_row, hn::LoadU(d, r.p + e)));
+        a = hn::DemoteTo(dt, hn::IfThenElse(green, along_row, p));
         o = hn::DemoteTo(dt, hn::IfThenElse(green, along_column, diagonal));
         gt = hn::DemoteTo(dt, g);
     }

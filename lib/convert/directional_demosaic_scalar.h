@@ -100,15 +100,13 @@ struct GreenRows {
     const W* c4v[3];  // c4v[g-1..g+1]
     const W* sum_h;   // column sums of dh over rows g-2..g+2
     const W* sum_v;
-    W* g;
-    W* d;
+    W* d;  // D = P - G, which gives G back as P - D
 };
 
 // The rows the output stage reads for band row y, and where the pixels go.
 template <class W, class T>
 struct OutputRows {
     const W* p;     // P[y]
-    const W* g;     // G[y]
     const W* d[3];  // D[y-1..y+1]
     T* out;
 };
@@ -199,7 +197,6 @@ struct ScalarStages {
         };
         for (std::ptrdiff_t e = 0; e < geo.span; ++e) {
             if (green_at(kind, e)) {
-                r.g[e] = r.p[e];
                 r.d[e] = 0;
                 continue;
             }
@@ -209,7 +206,6 @@ struct ScalarStages {
             const std::int32_t q = (8 * sv >= 3 * sh) + (4 * sv >= 3 * sh) + (3 * sv >= 4 * sh) + (3 * sv >= 8 * sh);
             const std::int32_t t = 64 * r.p[e] - (q * csh + (4 - q) * csv) + 32;
             const std::int32_t g = t < 0 ? 0 : std::min(t >> 6, geo.max_value);
-            r.g[e] = static_cast<W>(g);
             r.d[e] = static_cast<W>(r.p[e] - g);
         }
     }
@@ -221,7 +217,7 @@ struct ScalarStages {
         const std::size_t channels = geo.layout.has_alpha() ? 4 : 3;
         for (std::size_t x = 0; x < geo.columns; ++x) {
             const auto e = static_cast<std::ptrdiff_t>(x) + kHalo;  // x counts from the tile's first column
-            const std::int32_t g = r.g[e];
+            const std::int32_t g = r.p[e] - r.d[1][e];
             std::int32_t a, o;
             if (green_at(kind, e)) {
                 a = g + floor_shift<1>(r.d[1][e - 1] + r.d[1][e + 1] + 1);
@@ -249,8 +245,7 @@ public:
     W* p(std::ptrdiff_t row) noexcept { return ring(0, 7, row); }  // P[k-6..k]
     W* c4h(std::ptrdiff_t row) noexcept { return ring(7, 3, row); }  // c4h[k-5..k-3]
     W* c4v(std::ptrdiff_t row) noexcept { return ring(10, 5, row); }  // c4v[k-6..k-2]
-    W* g(std::ptrdiff_t row) noexcept { return ring(15, 3, row); }  // G[k-7..k-5]
-    W* d(std::ptrdiff_t row) noexcept { return ring(18, 3, row); }  // D[k-7..k-5]
+    W* d(std::ptrdiff_t row) noexcept { return ring(15, 3, row); }  // D[k-7..k-5]
     W* dh(std::ptrdiff_t row) noexcept { return ring(kSums, 5, row); }  // dh[k-7..k-3]
     W* dv(std::ptrdiff_t row) noexcept { return ring(kSums + 5, 5, row); }  // dv[k-7..k-3]
     W* sum_h() noexcept { return at(kSums + 10); }
@@ -260,7 +255,7 @@ public:
     void clear_sums() noexcept { std::fill(at(kSums) - kMargin, storage_.data() + storage_.size(), W{0}); }
 
 private:
-    static constexpr std::size_t kSums = 21;  // the gradient rings and the sums come last
+    static constexpr std::size_t kSums = 18;  // the gradient rings and the sums come last
     static constexpr std::size_t kRows = kSums + 12;
 
     W* ring(std::size_t first, std::ptrdiff_t size, std::ptrdiff_t row) noexcept {
@@ -318,13 +313,12 @@ void run_band(const Band<T>& band) {
             const std::ptrdiff_t g = k - 5;
             if (g >= -1) {
                 const GreenRows<W> r{s.p(g),    s.c4h(g),    {s.c4v(g - 1), s.c4v(g), s.c4v(g + 1)},
-                                     s.sum_h(), s.sum_v(), s.g(g),
-                                     s.d(g)};
+                                     s.sum_h(), s.sum_v(), s.d(g)};
                 Stages::green(r, kind(g), geo);
             }
             const std::ptrdiff_t y = k - kHalo;
             if (y >= 0) {
-                const OutputRows<W, T> r{s.p(y), s.g(y), {s.d(y - 1), s.d(y), s.d(y + 1)},
+                const OutputRows<W, T> r{s.p(y), {s.d(y - 1), s.d(y), s.d(y + 1)},
                                          band.out + y * band.out_stride + x0 * channels};
                 Stages::output(r, kind(y), geo);
             }
