@@ -226,17 +226,32 @@ struct SimdStages {
                (layout.alpha < 0 || layout.alpha == 3);
     }
 
-    using DT = hn::Rebind<T, D>;  // half a vector of output samples
-    using VT = hn::Vec<DT>;
+    using DB = hn::ScalableTag<T>;  // output samples, twice as many as stage lanes
+    using VB = hn::Vec<DB>;
+
+    // Two vectors of stage values as one of output samples, in order and saturated. x86 packs within
+    // 128-bit blocks, so one 64-bit permutation restores the order.
+    static VB demote_pair(V hi, V lo) {
+#if HWY_ARCH_X86 && HWY_TARGET <= HWY_AVX3
+        const __m512i packed = sizeof(T) == 1 ? _mm512_packus_epi16(lo.raw, hi.raw) : _mm512_packus_epi32(lo.raw, hi.raw);
+        return VB{_mm512_permutexvar_epi64(_mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7), packed)};
+#elif HWY_ARCH_X86 && HWY_TARGET == HWY_AVX2
+        const __m256i packed = sizeof(T) == 1 ? _mm256_packus_epi16(lo.raw, hi.raw) : _mm256_packus_epi32(lo.raw, hi.raw);
+        return VB{_mm256_permute4x64_epi64(packed, _MM_SHUFFLE(3, 1, 2, 0))};
+#else
+        const DB db;
+        const hn::Rebind<T, D> dt;
+        return hn::Combine(db, hn::DemoteTo(dt, hi), hn::DemoteTo(dt, lo));
+#endif
+    }
 
     // The non-green colour of the row (A), green and the other colour (O) of the pixels from
-    // stage column e, as output samples.
-    static HWY_INLINE void colours(const OutputRows<W, T>& r, std::ptrdiff_t e, M green, VT& a, VT& gt, VT& o) {
+    // stage column e.
+    static HWY_INLINE void colours(const OutputRows<W, T>& r, std::ptrdiff_t e, M green, V& a, V& g, V& o) {
         const D d;
-        const DT dt;
         const V one = hn::Set(d, W{1}), two = hn::Set(d, W{2});
         const V p = hn::LoadU(d, r.p + e);
-        const V g = hn::Sub(p, hn::LoadU(d, r.d[1] + e));
+        g = hn::Sub(p, hn::LoadU(d, r.d[1] + e));
         const V up_left = hn::LoadU(d, r.d[0] + e - 1), up_right = hn::LoadU(d, r.d[0] + e + 1);
         const V down_left = hn::LoadU(d, r.d[2] + e - 1), down_right = hn::LoadU(d, r.d[2] + e + 1);
         const V left = hn::LoadU(d, r.d[1] + e - 1), right = hn::LoadU(d, r.d[1] + e + 1);
@@ -245,17 +260,16 @@ struct SimdStages {
         const V along_column = hn::Add(g, hn::ShiftRight<1>(hn::Add(hn::Add(up, down), one)));
         const V diagonal = hn::Add(
             g, hn::ShiftRight<2>(hn::Add(hn::Add(hn::Add(up_left, up_right), hn::Add(down_left, down_right)), two)));
-        a = hn::DemoteTo(dt, hn::IfThenElse(green, along_row, p));
-        o = hn::DemoteTo(dt, hn::IfThenElse(green, along_column, diagonal));
-        gt = hn::DemoteTo(dt, g);
+        a = hn::IfThenElse(green, along_row, p);
+        o = hn::IfThenElse(green, along_column, diagonal);
     }
 
     // Two vectors of pixels per step, so that the interleaving works on whole vectors.
     template <bool kAFirst, bool kAlpha, bool kClamp>
     static HWY_NOINLINE void output_steps(const OutputRows<W, T>& rows, RowKind kind, const Geometry& geo) {
-        const hn::ScalableTag<T> db;
-        const std::size_t n = hn::Lanes(DT());
-        const OutputRows<W, T> r = rows;  // a local copy: see horizontal()
+        const DB db;
+        const std::size_t n = hn::Lanes(D());
+        const OutputRows<W, T> r = rows;  // a local copy: see gradients()
         const M green_even_start = green_lanes(kind, false), green_odd_start = green_lanes(kind, true);
         const auto max_b = hn::Set(db, static_cast<T>(geo.max_value));
         constexpr std::size_t channels = kAlpha ? 4 : 3;
@@ -265,10 +279,10 @@ struct SimdStages {
             if (x > last) x = last;
             const auto e = static_cast<std::ptrdiff_t>(x) + kHalo;
             const M green = (x & 1) ? green_odd_start : green_even_start;
-            VT a_lo, g_lo, o_lo, a_hi, g_hi, o_hi;
+            V a_lo, g_lo, o_lo, a_hi, g_hi, o_hi;
             colours(r, e, green, a_lo, g_lo, o_lo);
             colours(r, e + static_cast<std::ptrdiff_t>(n), green, a_hi, g_hi, o_hi);
-            auto a = hn::Combine(db, a_hi, a_lo), g = hn::Combine(db, g_hi, g_lo), o = hn::Combine(db, o_hi, o_lo);
+            VB a = demote_pair(a_hi, a_lo), g = demote_pair(g_hi, g_lo), o = demote_pair(o_hi, o_lo);
             if (kClamp) {
                 a = hn::Min(a, max_b);
                 g = hn::Min(g, max_b);
@@ -294,7 +308,7 @@ struct SimdStages {
     }
 
     static void output(const OutputRows<W, T>& r, RowKind kind, const Geometry& geo) {
-        if (geo.columns < 2 * hn::Lanes(DT()) || !simd_layout(geo.layout)) return ScalarStages<T>::output(r, kind, geo);
+        if (geo.columns < 2 * hn::Lanes(D()) || !simd_layout(geo.layout)) return ScalarStages<T>::output(r, kind, geo);
         const bool a_first = kind.red_row == (geo.layout.red == 0);
         const bool clamp = geo.max_value < hwy::LimitsMax<T>();
         if (geo.layout.alpha >= 0) {
