@@ -69,11 +69,10 @@ struct SimdStages {
         return hn::Min(diff, hn::Set(d, W{255}));
     }
 
-    static V c4v_at(const W* const p[5], M green, std::ptrdiff_t e) {
+    static V c4v_at(const W* const p[5], std::ptrdiff_t e) {
         const D d;
-        const V t = second_difference(hn::LoadU(d, p[0] + e), hn::LoadU(d, p[1] + e), hn::LoadU(d, p[2] + e),
-                                      hn::LoadU(d, p[3] + e), hn::LoadU(d, p[4] + e));
-        return hn::IfThenElse(green, hn::Neg(t), t);
+        return second_difference(hn::LoadU(d, p[0] + e), hn::LoadU(d, p[1] + e), hn::LoadU(d, p[2] + e),
+                                 hn::LoadU(d, p[3] + e), hn::LoadU(d, p[4] + e));
     }
 
     // Adds gradient g to a column sum and takes out the one of five rows up, whose ring slot g takes.
@@ -84,34 +83,30 @@ struct SimdStages {
     }
 
     // Vector stores may alias anything, so loops keep their rows and bounds in locals.
-    static void vertical(const VerticalRows<W>& rows, RowKind kind, const Geometry& geo) {
+    static void vertical(const VerticalRows<W>& rows, const Geometry& geo) {
         const VerticalRows<W> v = rows;
         const D d;
         const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
-        const M green = green_lanes(kind, false);
         const std::ptrdiff_t span = geo.span;
-        for (std::ptrdiff_t e = 0; e < span; e += n) hn::StoreU(c4v_at(v.p, green, e), d, v.c4v + e);
+        for (std::ptrdiff_t e = 0; e < span; e += n) hn::StoreU(c4v_at(v.p, e), d, v.c4v + e);
     }
 
-    static void gradients(const VerticalRows<W>& v_rows, RowKind v_kind, const HorizontalRows<W>& h_rows,
-                          RowKind h_kind, const Geometry& geo) {
+    static void gradients(const VerticalRows<W>& v_rows, const HorizontalRows<W>& h_rows, const Geometry& geo) {
         const VerticalRows<W> v = v_rows;
         const HorizontalRows<W> h = h_rows;
         const D d;
         const auto n = static_cast<std::ptrdiff_t>(hn::Lanes(d));
-        const M v_green = green_lanes(v_kind, false), h_green = green_lanes(h_kind, false);
         const std::ptrdiff_t span = geo.span;
         const int shift = geo.shift;
         for (std::ptrdiff_t e = 0; e < span; e += n) {
-            const V c4v = c4v_at(v.p, v_green, e);
+            const V c4v = c4v_at(v.p, e);
             hn::StoreU(c4v, d, v.c4v + e);
             add_gradient(gradient(hn::Sub(c4v, hn::LoadU(d, v.c4v_up + e)), shift), v.dv, v.sum_v, e);
 
             const W* p = h.p;
             const V m3 = hn::LoadU(d, p + e - 3), m2 = hn::LoadU(d, p + e - 2), m1 = hn::LoadU(d, p + e - 1);
             const V p1 = hn::LoadU(d, p + e + 1), p2 = hn::LoadU(d, p + e + 2), p3 = hn::LoadU(d, p + e + 3);
-            const V t = second_difference(m2, m1, hn::LoadU(d, p + e), p1, p2);
-            hn::StoreU(hn::IfThenElse(h_green, hn::Neg(t), t), d, h.c4h + e);
+            hn::StoreU(second_difference(m2, m1, hn::LoadU(d, p + e), p1, p2), d, h.c4h + e);
             // c4h[e+1] - c4h[e-1] up to its sign (see ScalarStages::horizontal).
             const V step = hn::Sub(hn::Add(hn::Sub(p3, m3), hn::Sub(p1, m1)), hn::ShiftLeft<1>(hn::Sub(p2, m2)));
             add_gradient(gradient(step, shift), h.dh, h.sum_h, e);
@@ -126,16 +121,17 @@ struct SimdStages {
                        hn::Add(hn::LoadU(d, sums + e + 2), hn::Set(d, W{4})));
     }
 
+    // csh and csv at red and blue sites, whose neighbours along the row and column are green.
     static V csh_at(const GreenRows<W>& r, std::ptrdiff_t e) {
         const D d;
-        return hn::Add(hn::Add(hn::LoadU(d, r.c4h + e - 1), hn::LoadU(d, r.c4h + e + 1)),
-                       hn::ShiftLeft<1>(hn::LoadU(d, r.c4h + e)));
+        return hn::Sub(hn::ShiftLeft<1>(hn::LoadU(d, r.c4h + e)),
+                       hn::Add(hn::LoadU(d, r.c4h + e - 1), hn::LoadU(d, r.c4h + e + 1)));
     }
 
     static V csv_at(const GreenRows<W>& r, std::ptrdiff_t e) {
         const D d;
-        return hn::Add(hn::Add(hn::LoadU(d, r.c4v[0] + e), hn::LoadU(d, r.c4v[2] + e)),
-                       hn::ShiftLeft<1>(hn::LoadU(d, r.c4v[1] + e)));
+        return hn::Sub(hn::ShiftLeft<1>(hn::LoadU(d, r.c4v[1] + e)),
+                       hn::Add(hn::LoadU(d, r.c4v[0] + e), hn::LoadU(d, r.c4v[2] + e)));
     }
 
     // G at a red or blue site from its gradient sums (4 + the 5x5 sums), colour differences and P.

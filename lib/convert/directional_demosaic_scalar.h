@@ -13,7 +13,9 @@
 // A band is streamed row by row, in column tiles for very wide images, through small rings of
 // stage rows that stay in the L2 cache. Stage rows cover the tile's columns plus kHalo on each
 // side: mirroring the mosaic once (x = -1 reads x = 1, which keeps the colour parity) equals
-// mirroring every stage, because every stage is symmetric. This file holds the driver and the
+// mirroring every stage, because every stage is symmetric. The c4h and c4v rows leave out the
+// sign s: dh and dv take differences of same-signed values, and the green stage knows the sites'
+// signs (+1 at its own red/blue site, -1 at the green neighbours). This file holds the driver and the
 // scalar stages, which are the reference for the SIMD ones.
 #pragma once
 
@@ -78,7 +80,7 @@ struct Band {
 template <class W>
 struct HorizontalRows {
     const W* p;  // P[h]
-    W* c4h;      // c4h[h]
+    W* c4h;      // s c4h[h]
     W* dh;       // dh[h-5] in, dh[h] out
     W* sum_h;
 };
@@ -86,8 +88,8 @@ struct HorizontalRows {
 template <class W>
 struct VerticalRows {
     const W* p[5];     // P[r-2..r+2]
-    W* c4v;            // c4v[r]
-    const W* c4v_up;   // c4v[r-2]
+    W* c4v;            // s c4v[r]
+    const W* c4v_up;   // s c4v[r-2]
     W* dv;             // dv[r-6] in, dv[r-1] out
     W* sum_v;
 };
@@ -158,11 +160,10 @@ struct ScalarStages {
         return static_cast<W>(std::min((diff < 0 ? -diff : diff) >> shift, 255));
     }
 
-    static void horizontal(const HorizontalRows<W>& r, RowKind kind, const Geometry& geo) noexcept {
+    static void horizontal(const HorizontalRows<W>& r, const Geometry& geo) noexcept {
         const W* p = r.p;
         for (std::ptrdiff_t e = 0; e < geo.span; ++e) {
-            const std::int32_t t = p[e - 2] + p[e + 2] + 2 * (p[e] - p[e - 1] - p[e + 1]);
-            r.c4h[e] = static_cast<W>(green_at(kind, e) ? -t : t);
+            r.c4h[e] = static_cast<W>(p[e - 2] + p[e + 2] + 2 * (p[e] - p[e - 1] - p[e + 1]));
             // c4h[e+1] - c4h[e-1] up to its sign (both have the same), straight from the row.
             const std::int32_t step = p[e + 3] - p[e - 3] + p[e + 1] - p[e - 1] - 2 * (p[e + 2] - p[e - 2]);
             const W dh = gradient(step, geo.shift);
@@ -172,23 +173,21 @@ struct ScalarStages {
     }
 
     // c4v alone, for the rows before the sums start.
-    static void vertical(const VerticalRows<W>& r, RowKind kind, const Geometry& geo) noexcept {
+    static void vertical(const VerticalRows<W>& r, const Geometry& geo) noexcept {
         for (std::ptrdiff_t e = 0; e < geo.span; ++e) {
-            const std::int32_t t = r.p[0][e] + r.p[4][e] + 2 * (r.p[2][e] - r.p[1][e] - r.p[3][e]);
-            r.c4v[e] = static_cast<W>(green_at(kind, e) ? -t : t);
+            r.c4v[e] = static_cast<W>(r.p[0][e] + r.p[4][e] + 2 * (r.p[2][e] - r.p[1][e] - r.p[3][e]));
         }
     }
 
     // c4v of row r = h + 1 with dv and the vertical sums of row h, then the horizontal side of row h.
-    static void gradients(const VerticalRows<W>& v, RowKind v_kind, const HorizontalRows<W>& h, RowKind h_kind,
-                          const Geometry& geo) noexcept {
-        vertical(v, v_kind, geo);
+    static void gradients(const VerticalRows<W>& v, const HorizontalRows<W>& h, const Geometry& geo) noexcept {
+        vertical(v, geo);
         for (std::ptrdiff_t e = 0; e < geo.span; ++e) {
             const W dv = gradient(v.c4v[e] - v.c4v_up[e], geo.shift);
             v.sum_v[e] = static_cast<W>(v.sum_v[e] + dv - v.dv[e]);
             v.dv[e] = dv;
         }
-        horizontal(h, h_kind, geo);
+        horizontal(h, geo);
     }
 
     static void green(const GreenRows<W>& r, RowKind kind, const Geometry& geo) noexcept {
@@ -201,8 +200,8 @@ struct ScalarStages {
                 continue;
             }
             const std::int32_t sh = box(r.sum_h, e), sv = box(r.sum_v, e);
-            const std::int32_t csh = r.c4h[e - 1] + 2 * r.c4h[e] + r.c4h[e + 1];
-            const std::int32_t csv = r.c4v[0][e] + 2 * r.c4v[1][e] + r.c4v[2][e];
+            const std::int32_t csh = 2 * r.c4h[e] - r.c4h[e - 1] - r.c4h[e + 1];
+            const std::int32_t csv = 2 * r.c4v[1][e] - r.c4v[0][e] - r.c4v[2][e];
             const std::int32_t q = (8 * sv >= 3 * sh) + (4 * sv >= 3 * sh) + (3 * sv >= 4 * sh) + (3 * sv >= 8 * sh);
             const std::int32_t t = 64 * r.p[e] - (q * csh + (4 - q) * csv) + 32;
             const std::int32_t g = t < 0 ? 0 : std::min(t >> 6, geo.max_value);
@@ -305,9 +304,9 @@ void run_band(const Band<T>& band) {
                                         s.dv(h),
                                         s.sum_v()};
                 if (h >= first_sum_row) {
-                    Stages::gradients(v, kind(k - 2), {s.p(h), s.c4h(h), s.dh(h), s.sum_h()}, kind(h), geo);
+                    Stages::gradients(v, {s.p(h), s.c4h(h), s.dh(h), s.sum_h()}, geo);
                 } else {
-                    Stages::vertical(v, kind(k - 2), geo);
+                    Stages::vertical(v, geo);
                 }
             }
             const std::ptrdiff_t g = k - 5;
