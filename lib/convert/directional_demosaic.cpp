@@ -107,7 +107,7 @@ struct SimdStages {
             const V m3 = hn::LoadU(d, p + e - 3), m2 = hn::LoadU(d, p + e - 2), m1 = hn::LoadU(d, p + e - 1);
             const V p1 = hn::LoadU(d, p + e + 1), p2 = hn::LoadU(d, p + e + 2), p3 = hn::LoadU(d, p + e + 3);
             hn::StoreU(second_difference(m2, m1, hn::LoadU(d, p + e), p1, p2), d, h.c4h + e);
-            // c4h[e+1] - c4h[e-1] up to its sign (see ScalarStages::horizontal).
+            // c4h[e+1] - c4h[e-1] (see ScalarStages::horizontal).
             const V step = hn::Sub(hn::Add(hn::Sub(p3, m3), hn::Sub(p1, m1)), hn::ShiftLeft<1>(hn::Sub(p2, m2)));
             add_gradient(gradient(step, shift), h.dh, h.sum_h, e);
         }

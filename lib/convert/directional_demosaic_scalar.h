@@ -38,7 +38,7 @@ inline constexpr auto kHalo = static_cast<std::ptrdiff_t>(demosaic_halo(Demosaic
 inline constexpr std::ptrdiff_t kMargin = 8;
 // The computed span is a multiple of this, so whole vectors of any target cover it.
 inline constexpr std::size_t kSpanUnit = 64;
-// The widest span: 40 stage rows of 16-bit values then take about 330 KiB, which stays in L2.
+// The widest span: 30 stage rows of 16-bit values then take about 250 KiB, which stays in L2.
 // Whole rows measured faster than L1-sized tiles, whose strided input and output cost more.
 inline constexpr std::size_t kTileSpan = 4160;
 
@@ -155,7 +155,7 @@ struct ScalarStages {
         std::fill(p + used, p + geo.span + kMargin, W{0});
     }
 
-    // |after - before| on the 8-bit scale, capped so that 25 of them and 8 times their sum fit 16 bits.
+    // |diff| on the 8-bit scale, capped so that 25 of them and 8 times their sum fit 16 bits.
     static W gradient(std::int32_t diff, int shift) noexcept {
         return static_cast<W>(std::min((diff < 0 ? -diff : diff) >> shift, 255));
     }
@@ -164,7 +164,7 @@ struct ScalarStages {
         const W* p = r.p;
         for (std::ptrdiff_t e = 0; e < geo.span; ++e) {
             r.c4h[e] = static_cast<W>(p[e - 2] + p[e + 2] + 2 * (p[e] - p[e - 1] - p[e + 1]));
-            // c4h[e+1] - c4h[e-1] up to its sign (both have the same), straight from the row.
+            // c4h[e+1] - c4h[e-1], straight from the row.
             const std::int32_t step = p[e + 3] - p[e - 3] + p[e + 1] - p[e - 1] - 2 * (p[e + 2] - p[e - 2]);
             const W dh = gradient(step, geo.shift);
             r.sum_h[e] = static_cast<W>(r.sum_h[e] + dh - r.dh[e]);
