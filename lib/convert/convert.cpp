@@ -43,6 +43,12 @@ DemosaicMethod method_of(std::int32_t mode) {
     return mode == PLOX_IPL_CONVERSION_MODE_HIGH_QUALITY ? DemosaicMethod::directional : DemosaicMethod::bilinear;
 }
 
+// Each strip of the directional method recomputes its 2 x 6 halo rows through the whole pipeline:
+// two strips per thread keep that small and still even out the threads.
+std::size_t strips_per_thread(const Plan& plan) {
+    return plan.demosaic && plan.method == DemosaicMethod::directional ? 2 : 4;
+}
+
 std::size_t rows_sharing_bytes(const PixelFormatInfo& format, std::size_t width) {
     if (format.family == Family::yuv420) return 2;
     const std::size_t group = format.group_pixels;
@@ -186,27 +192,36 @@ void narrow_row_to_bytes(const Image& source, std::size_t y, std::uint8_t* out) 
     for (std::size_t x = 0; x < width; ++x) out[x] = static_cast<std::uint8_t>(words[x] >> shift);
 }
 
+// Target rows [first, end) from mosaic rows readable demosaic_halo() rows beyond them.
+void fast_bayer_rows(const Plan& plan, const std::uint8_t* mosaic, Image& target, std::size_t first,
+                     std::size_t end) {
+    const std::size_t width = target.width();
+    demosaic<std::uint8_t>(mosaic, static_cast<std::ptrdiff_t>(width), width, end - first,
+                           shifted_bayer_pattern(plan.from->bayer, 0, first % 2), plan.method, 255, plan.to->layout,
+                           target.row(first), static_cast<std::ptrdiff_t>(target.row_stride()));
+}
+
 void fast_bayer_band(const Plan& plan, const Image& source, Image& target, std::size_t first, std::size_t end) {
     const std::size_t width = source.width();
     const std::size_t height = source.height();
-    const std::size_t rows = end - first;
     const std::size_t halo = demosaic_halo(plan.method);
-    const std::uint8_t* mosaic = nullptr;
-    std::vector<std::uint8_t> band;
-    const bool plain8 = source.format().storage_bits == 8 && source.format().packing == Packing::none;
-    if (plain8 && first >= halo && end + halo <= height) {
-        mosaic = source.data() + first * width;  // interior band: read the image in place
-    } else {
-        band.resize((rows + 2 * halo) * width);
-        for (std::size_t r = 0; r < rows + 2 * halo; ++r) {
-            const std::ptrdiff_t y = static_cast<std::ptrdiff_t>(first + r) - static_cast<std::ptrdiff_t>(halo);
+    const auto copied = [&](std::size_t from, std::size_t to) {
+        std::vector<std::uint8_t> band((to - from + 2 * halo) * width);
+        for (std::size_t r = 0; r < to - from + 2 * halo; ++r) {
+            const std::ptrdiff_t y = static_cast<std::ptrdiff_t>(from + r) - static_cast<std::ptrdiff_t>(halo);
             narrow_row_to_bytes(source, mirror_index(y, height), band.data() + r * width);
         }
-        mosaic = band.data() + halo * width;
-    }
-    demosaic<std::uint8_t>(mosaic, static_cast<std::ptrdiff_t>(width), width, rows,
-                           shifted_bayer_pattern(plan.from->bayer, 0, first % 2), plan.method, 255, plan.to->layout,
-                           target.row(first), static_cast<std::ptrdiff_t>(target.row_stride()));
+        fast_bayer_rows(plan, band.data() + halo * width, target, from, to);
+    };
+    if (source.format().storage_bits != 8 || source.format().packing != Packing::none) return copied(first, end);
+    // Rows whose halo lies inside the image read it in place. Only the rows near the top and bottom
+    // need mirrored copies: demosaicing them apart costs less than copying the whole strip.
+    const std::size_t inside_first = std::clamp(halo, first, end);
+    const std::size_t inside_end = std::clamp(height > halo ? height - halo : 0, inside_first, end);
+    if (first < inside_first) copied(first, inside_first);
+    if (inside_first < inside_end)
+        fast_bayer_rows(plan, source.data() + inside_first * width, target, inside_first, inside_end);
+    if (inside_end < end) copied(inside_end, end);
 }
 
 // Between unpacked 8-bit grey and colour formats (not to grey, which needs luma): one pass of
@@ -317,8 +332,10 @@ void convert_into(const Image& source, Image& target, std::int32_t mode) {
     }
     const Plan plan = make_plan(from, to, source.width(), mode);
     if (is_fast_bayer_pair(plan)) {
-        for_each_strip(source.height(), source.width(), plan.alignment,
-                       [&](std::size_t first, std::size_t end) { fast_bayer_band(plan, source, target, first, end); });
+        for_each_strip(
+            source.height(), source.width(), plan.alignment,
+            [&](std::size_t first, std::size_t end) { fast_bayer_band(plan, source, target, first, end); },
+            strips_per_thread(plan));
         return;
     }
     if (is_byte_channel_pair(from, to)) {
@@ -337,9 +354,10 @@ void convert_into(const Image& source, Image& target, std::int32_t mode) {
         });
         return;
     }
-    for_each_strip(source.height(), source.width(), plan.alignment, [&](std::size_t first, std::size_t end) {
-        StripConverter(plan, source, target).run(first, end);
-    });
+    for_each_strip(
+        source.height(), source.width(), plan.alignment,
+        [&](std::size_t first, std::size_t end) { StripConverter(plan, source, target).run(first, end); },
+        strips_per_thread(plan));
 }
 
 const Support kFactorSupport{"a factor", [](const PixelFormatInfo& f) { return !f.is_packed() && !f.is_yuv(); }};

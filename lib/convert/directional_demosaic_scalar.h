@@ -13,7 +13,9 @@
 // A band is streamed row by row, in column tiles for very wide images, through small rings of
 // stage rows that stay in the L2 cache. Stage rows cover the tile's columns plus kHalo on each
 // side: mirroring the mosaic once (x = -1 reads x = 1, which keeps the colour parity) equals
-// mirroring every stage, because every stage is symmetric. This file holds the driver and the
+// mirroring every stage, because every stage is symmetric. The c4h and c4v rows leave out the
+// sign s: dh and dv take differences of same-signed values, and the green stage knows the sites'
+// signs (+1 at its own red/blue site, -1 at the green neighbours). This file holds the driver and the
 // scalar stages, which are the reference for the SIMD ones.
 #pragma once
 
@@ -36,7 +38,7 @@ inline constexpr auto kHalo = static_cast<std::ptrdiff_t>(demosaic_halo(Demosaic
 inline constexpr std::ptrdiff_t kMargin = 8;
 // The computed span is a multiple of this, so whole vectors of any target cover it.
 inline constexpr std::size_t kSpanUnit = 64;
-// The widest span: 40 stage rows of 16-bit values then take about 330 KiB, which stays in L2.
+// The widest span: 30 stage rows of 16-bit values then take about 250 KiB, which stays in L2.
 // Whole rows measured faster than L1-sized tiles, whose strided input and output cost more.
 inline constexpr std::size_t kTileSpan = 4160;
 
@@ -71,29 +73,42 @@ struct Band {
     std::ptrdiff_t out_stride;
 };
 
+// The rows the gradient stages read and write for band row h. The 5x5 gradient sums are kept as
+// sums over rows h-4..h per column (the box over x-2..x+2 is taken by the green stage): they move
+// on a row by adding the new row's gradients and taking out those of row h-5, whose ring slot the
+// new row then takes over.
+template <class W>
+struct HorizontalRows {
+    const W* p;  // P[h]
+    W* c4h;      // s c4h[h]
+    W* dh;       // dh[h-5] in, dh[h] out
+    W* sum_h;
+};
+
+template <class W>
+struct VerticalRows {
+    const W* p[5];     // P[r-2..r+2]
+    W* c4v;            // s c4v[r]
+    const W* c4v_up;   // s c4v[r-2]
+    W* dv;             // dv[r-6] in, dv[r-1] out
+    W* sum_v;
+};
+
 // The rows the green stage reads and writes for band row g.
 template <class W>
 struct GreenRows {
-    const W* p;           // P[g]
-    const W* c4h;         // c4h[g]
-    const W* c4v[3];      // c4v[g-1..g+1]
-    // dh summed over x-2..x+2 (dh5) and over rows g-2..g+2: sum_h holds rows g-2..g+1 and moves on
-    // to g-1..g+2 by adding dh5[g+2] and taking dh5[g-2] out. Likewise for dv.
-    W* sum_h;
-    W* sum_v;
-    const W* dh5_in;   // dh5[g+2]
-    const W* dh5_out;  // dh5[g-2]
-    const W* dv5_in;
-    const W* dv5_out;
-    W* g;
-    W* d;
+    const W* p;       // P[g]
+    const W* c4h;     // c4h[g]
+    const W* c4v[3];  // c4v[g-1..g+1]
+    const W* sum_h;   // column sums of dh over rows g-2..g+2
+    const W* sum_v;
+    W* d;  // D = P - G, which gives G back as P - D
 };
 
 // The rows the output stage reads for band row y, and where the pixels go.
 template <class W, class T>
 struct OutputRows {
     const W* p;     // P[y]
-    const W* g;     // G[y]
     const W* d[3];  // D[y-1..y+1]
     T* out;
 };
@@ -140,57 +155,57 @@ struct ScalarStages {
         std::fill(p + used, p + geo.span + kMargin, W{0});
     }
 
-    static void horizontal(const W* p, RowKind kind, const Geometry& geo, W* c4h, W* scratch, W* dh5) noexcept {
-        for (std::ptrdiff_t e = 0; e < geo.span; ++e) {
-            const std::int32_t t = p[e - 2] + p[e + 2] + 2 * (p[e] - p[e - 1] - p[e + 1]);
-            c4h[e] = static_cast<W>(green_at(kind, e) ? -t : t);
-        }
-        gradient_sums(c4h - 1, c4h + 1, geo, scratch, dh5);
+    // |diff| on the 8-bit scale, capped so that 25 of them and 8 times their sum fit 16 bits.
+    static W gradient(std::int32_t diff, int shift) noexcept {
+        return static_cast<W>(std::min((diff < 0 ? -diff : diff) >> shift, 255));
     }
 
-    static void vertical(const W* const p[5], RowKind kind, const Geometry& geo, W* c4v) noexcept {
+    static void horizontal(const HorizontalRows<W>& r, const Geometry& geo) noexcept {
+        const W* p = r.p;
         for (std::ptrdiff_t e = 0; e < geo.span; ++e) {
-            const std::int32_t t = p[0][e] + p[4][e] + 2 * (p[2][e] - p[1][e] - p[3][e]);
-            c4v[e] = static_cast<W>(green_at(kind, e) ? -t : t);
+            r.c4h[e] = static_cast<W>(p[e - 2] + p[e + 2] + 2 * (p[e] - p[e - 1] - p[e + 1]));
+            // c4h[e+1] - c4h[e-1], straight from the row.
+            const std::int32_t step = p[e + 3] - p[e - 3] + p[e + 1] - p[e - 1] - 2 * (p[e + 2] - p[e - 2]);
+            const W dh = gradient(step, geo.shift);
+            r.sum_h[e] = static_cast<W>(r.sum_h[e] + dh - r.dh[e]);
+            r.dh[e] = dh;
         }
     }
 
-    // |after - before| on the 8-bit scale, capped so that 25 of them and 8 times their sum fit 16
-    // bits, then summed over x-2..x+2.
-    static void gradient_sums(const W* before, const W* after, const Geometry& geo, W* scratch, W* sums) noexcept {
+    // c4v alone, for the rows before the sums start.
+    static void vertical(const VerticalRows<W>& r, const Geometry& geo) noexcept {
         for (std::ptrdiff_t e = 0; e < geo.span; ++e) {
-            const std::int32_t diff = after[e] - before[e];
-            scratch[e] = static_cast<W>(std::min((diff < 0 ? -diff : diff) >> geo.shift, 255));
+            r.c4v[e] = static_cast<W>(r.p[0][e] + r.p[4][e] + 2 * (r.p[2][e] - r.p[1][e] - r.p[3][e]));
         }
+    }
+
+    // c4v of row r = h + 1 with dv and the vertical sums of row h, then the horizontal side of row h.
+    static void gradients(const VerticalRows<W>& v, const HorizontalRows<W>& h, const Geometry& geo) noexcept {
+        vertical(v, geo);
         for (std::ptrdiff_t e = 0; e < geo.span; ++e) {
-            sums[e] = static_cast<W>(scratch[e - 2] + scratch[e - 1] + scratch[e] + scratch[e + 1] + scratch[e + 2]);
+            const W dv = gradient(v.c4v[e] - v.c4v_up[e], geo.shift);
+            v.sum_v[e] = static_cast<W>(v.sum_v[e] + dv - v.dv[e]);
+            v.dv[e] = dv;
         }
+        horizontal(h, geo);
     }
 
     static void green(const GreenRows<W>& r, RowKind kind, const Geometry& geo) noexcept {
+        const auto box = [](const W* sums, std::ptrdiff_t e) {
+            return 4 + sums[e - 2] + sums[e - 1] + sums[e] + sums[e + 1] + sums[e + 2];
+        };
         for (std::ptrdiff_t e = 0; e < geo.span; ++e) {
-            const std::int32_t sh = 4 + r.sum_h[e] + r.dh5_in[e], sv = 4 + r.sum_v[e] + r.dv5_in[e];
-            r.sum_h[e] = static_cast<W>(sh - 4 - r.dh5_out[e]);
-            r.sum_v[e] = static_cast<W>(sv - 4 - r.dv5_out[e]);
             if (green_at(kind, e)) {
-                r.g[e] = r.p[e];
                 r.d[e] = 0;
                 continue;
             }
-            const std::int32_t csh = r.c4h[e - 1] + 2 * r.c4h[e] + r.c4h[e + 1];
-            const std::int32_t csv = r.c4v[0][e] + 2 * r.c4v[1][e] + r.c4v[2][e];
+            const std::int32_t sh = box(r.sum_h, e), sv = box(r.sum_v, e);
+            const std::int32_t csh = 2 * r.c4h[e] - r.c4h[e - 1] - r.c4h[e + 1];
+            const std::int32_t csv = 2 * r.c4v[1][e] - r.c4v[0][e] - r.c4v[2][e];
             const std::int32_t q = (8 * sv >= 3 * sh) + (4 * sv >= 3 * sh) + (3 * sv >= 4 * sh) + (3 * sv >= 8 * sh);
             const std::int32_t t = 64 * r.p[e] - (q * csh + (4 - q) * csv) + 32;
             const std::int32_t g = t < 0 ? 0 : std::min(t >> 6, geo.max_value);
-            r.g[e] = static_cast<W>(g);
             r.d[e] = static_cast<W>(r.p[e] - g);
-        }
-    }
-
-    // The vertical sums of the first green row's rows g-2..g+1.
-    static void start_sums(const W* const rows[4], const Geometry& geo, W* sums) noexcept {
-        for (std::ptrdiff_t e = 0; e < geo.span; ++e) {
-            sums[e] = static_cast<W>(rows[0][e] + rows[1][e] + rows[2][e] + rows[3][e]);
         }
     }
 
@@ -201,7 +216,7 @@ struct ScalarStages {
         const std::size_t channels = geo.layout.has_alpha() ? 4 : 3;
         for (std::size_t x = 0; x < geo.columns; ++x) {
             const auto e = static_cast<std::ptrdiff_t>(x) + kHalo;  // x counts from the tile's first column
-            const std::int32_t g = r.g[e];
+            const std::int32_t g = r.p[e] - r.d[1][e];
             std::int32_t a, o;
             if (green_at(kind, e)) {
                 a = g + floor_shift<1>(r.d[1][e - 1] + r.d[1][e + 1] + 1);
@@ -227,18 +242,20 @@ public:
     explicit StageRows(std::size_t span) : stride_(span + 2 * kMargin), storage_(stride_ * kRows) {}
 
     W* p(std::ptrdiff_t row) noexcept { return ring(0, 7, row); }  // P[k-6..k]
-    W* c4h(std::ptrdiff_t row) noexcept { return ring(7, 6, row); }  // c4h[k-5..k]
-    W* dh5(std::ptrdiff_t row) noexcept { return ring(13, 8, row); }  // dh5[k-7..k]
-    W* c4v(std::ptrdiff_t row) noexcept { return ring(21, 5, row); }  // c4v[k-6..k-2]
-    W* dv5(std::ptrdiff_t row) noexcept { return ring(26, 5, row); }  // dv5[k-7..k-3]
-    W* g(std::ptrdiff_t row) noexcept { return ring(31, 3, row); }  // G[k-7..k-5]
-    W* d(std::ptrdiff_t row) noexcept { return ring(34, 3, row); }  // D[k-7..k-5]
-    W* scratch() noexcept { return at(37); }
-    W* sum_h() noexcept { return at(38); }
-    W* sum_v() noexcept { return at(39); }
+    W* c4h(std::ptrdiff_t row) noexcept { return ring(7, 3, row); }  // c4h[k-5..k-3]
+    W* c4v(std::ptrdiff_t row) noexcept { return ring(10, 5, row); }  // c4v[k-6..k-2]
+    W* d(std::ptrdiff_t row) noexcept { return ring(15, 3, row); }  // D[k-7..k-5]
+    W* dh(std::ptrdiff_t row) noexcept { return ring(kSums, 5, row); }  // dh[k-7..k-3]
+    W* dv(std::ptrdiff_t row) noexcept { return ring(kSums + 5, 5, row); }  // dv[k-7..k-3]
+    W* sum_h() noexcept { return at(kSums + 10); }
+    W* sum_v() noexcept { return at(kSums + 11); }
+
+    // A new tile starts its sums from zero, as if the rows above its first one had no gradients.
+    void clear_sums() noexcept { std::fill(at(kSums) - kMargin, storage_.data() + storage_.size(), W{0}); }
 
 private:
-    static constexpr std::size_t kRows = 40;
+    static constexpr std::size_t kSums = 18;  // the gradient rings and the sums come last
+    static constexpr std::size_t kRows = kSums + 12;
 
     W* ring(std::size_t first, std::ptrdiff_t size, std::ptrdiff_t row) noexcept {
         return at(first + static_cast<std::size_t>((row % size + size) % size));
@@ -249,12 +266,14 @@ private:
     std::vector<W> storage_;  // zero-initialised, so margins that no stage writes are defined
 };
 
-// Runs the stages over a band, tile by tile. Row k of the mosaic feeds c4h/dh5[k], c4v[k-2],
-// dv5[k-3], G/D[k-5] and the output row k-6.
+// Runs the stages over a band, tile by tile. Row k of the mosaic feeds c4v[k-2], then c4h, the
+// gradients and the sums of row h = k-3 (the first whose dv exists: the sums start there), then
+// G/D[k-5] and the output row k-6.
 template <class T, class Stages>
 void run_band(const Band<T>& band) {
     using W = Work<T>;
     constexpr std::size_t max_columns = kTileSpan - 2 * kHalo;
+    constexpr std::ptrdiff_t first_sum_row = 3 - kHalo;
     const std::size_t tiles = (band.width + max_columns - 1) / max_columns;
     const std::size_t tile_columns = ((band.width + tiles - 1) / tiles + 1) & ~std::size_t{1};
     const auto span_of = [](std::size_t columns) {
@@ -274,31 +293,31 @@ void run_band(const Band<T>& band) {
                            static_cast<std::int32_t>(band.max_value),
                            gradient_shift(band.max_value),
                            band.layout};
+        if (x0 > 0) s.clear_sums();
         for (std::ptrdiff_t k = -kHalo; k < rows + kHalo; ++k) {
             Stages::load(band.mosaic + k * band.mosaic_stride, geo, s.p(k));
-            Stages::horizontal(s.p(k), kind(k), geo, s.c4h(k), s.scratch(), s.dh5(k));
+            const std::ptrdiff_t h = k - 3;
             if (k >= 4 - kHalo) {
-                const W* const p[5] = {s.p(k - 4), s.p(k - 3), s.p(k - 2), s.p(k - 1), s.p(k)};
-                Stages::vertical(p, kind(k - 2), geo, s.c4v(k - 2));
+                const VerticalRows<W> v{{s.p(k - 4), s.p(k - 3), s.p(k - 2), s.p(k - 1), s.p(k)},
+                                        s.c4v(k - 2),
+                                        s.c4v(k - 4),
+                                        s.dv(h),
+                                        s.sum_v()};
+                if (h >= first_sum_row) {
+                    Stages::gradients(v, {s.p(h), s.c4h(h), s.dh(h), s.sum_h()}, geo);
+                } else {
+                    Stages::vertical(v, geo);
+                }
             }
-            if (k >= 6 - kHalo) Stages::gradient_sums(s.c4v(k - 4), s.c4v(k - 2), geo, s.scratch(), s.dv5(k - 3));
             const std::ptrdiff_t g = k - 5;
-            if (g == -1) {
-                const W* const dh5[4] = {s.dh5(g - 2), s.dh5(g - 1), s.dh5(g), s.dh5(g + 1)};
-                const W* const dv5[4] = {s.dv5(g - 2), s.dv5(g - 1), s.dv5(g), s.dv5(g + 1)};
-                Stages::start_sums(dh5, geo, s.sum_h());
-                Stages::start_sums(dv5, geo, s.sum_v());
-            }
             if (g >= -1) {
-                const GreenRows<W> r{s.p(g),       s.c4h(g),     {s.c4v(g - 1), s.c4v(g), s.c4v(g + 1)},
-                                     s.sum_h(),    s.sum_v(),    s.dh5(g + 2),
-                                     s.dh5(g - 2), s.dv5(g + 2), s.dv5(g - 2),
-                                     s.g(g),       s.d(g)};
+                const GreenRows<W> r{s.p(g),    s.c4h(g),    {s.c4v(g - 1), s.c4v(g), s.c4v(g + 1)},
+                                     s.sum_h(), s.sum_v(), s.d(g)};
                 Stages::green(r, kind(g), geo);
             }
             const std::ptrdiff_t y = k - kHalo;
             if (y >= 0) {
-                const OutputRows<W, T> r{s.p(y), s.g(y), {s.d(y - 1), s.d(y), s.d(y + 1)},
+                const OutputRows<W, T> r{s.p(y), {s.d(y - 1), s.d(y), s.d(y + 1)},
                                          band.out + y * band.out_stride + x0 * channels};
                 Stages::output(r, kind(y), geo);
             }

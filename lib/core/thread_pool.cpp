@@ -137,11 +137,11 @@ void ThreadPool::parallel_for(std::size_t count, std::size_t threads,
 }
 
 void for_each_strip(std::size_t height, std::size_t width, std::size_t alignment,
-                    const std::function<void(std::size_t, std::size_t)>& body) {
+                    const std::function<void(std::size_t, std::size_t)>& body, std::size_t strips_per_thread) {
     constexpr std::size_t min_pixels_per_strip = 64 * 1024;
     const std::size_t threads = Settings::instance().effective_thread_count();
     const std::size_t pixels = height * width;
-    std::size_t strips = std::min<std::size_t>(threads * 4, pixels / min_pixels_per_strip);
+    std::size_t strips = std::min<std::size_t>(threads * strips_per_thread, pixels / min_pixels_per_strip);
     strips = std::max<std::size_t>(1, std::min(strips, height / std::max<std::size_t>(alignment, 1)));
     if (strips <= 1 || threads <= 1) {
         body(0, height);

@@ -50,8 +50,9 @@ private:
 
 // Splits rows [0, height) into strips whose boundaries are multiples of `alignment` rows and runs
 // body(first_row, end_row) for each, over the pool as the library's settings allow. Images below
-// `min_pixels_per_strip` pixels in all stay on the calling thread.
+// `min_pixels_per_strip` pixels in all stay on the calling thread. Kernels that recompute rows
+// around each strip ask for fewer strips per thread than the default, which balances uneven work.
 void for_each_strip(std::size_t height, std::size_t width, std::size_t alignment,
-                    const std::function<void(std::size_t, std::size_t)>& body);
+                    const std::function<void(std::size_t, std::size_t)>& body, std::size_t strips_per_thread = 4);
 
 }  // namespace plox::ipl::lib

@@ -4,6 +4,7 @@
 #include "lib/convert/demosaic.h"
 
 #include <gtest/gtest.h>
+#include <hwy/targets.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -106,6 +107,20 @@ struct SimdOff {
     ~SimdOff() { Settings::instance().set_simd_enabled(true); }
 };
 
+// Restricts the dispatch to one target while alive.
+struct OnlyTarget {
+    explicit OnlyTarget(std::int64_t target) { hwy::SetSupportedTargetsForTest(target); }
+    ~OnlyTarget() { hwy::SetSupportedTargetsForTest(0); }
+    OnlyTarget(const OnlyTarget&) = delete;
+    OnlyTarget& operator=(const OnlyTarget&) = delete;
+};
+
+std::vector<std::int64_t> cpu_targets() {
+    std::vector<std::int64_t> targets;
+    for (std::int64_t bits = hwy::SupportedTargets(); bits != 0; bits &= bits - 1) targets.push_back(bits & -bits);
+    return targets;
+}
+
 template <class T>
 void expect_matches_reference(const Mosaic<T>& m, PLOX_IPL_BAYER_PATTERN p, std::uint32_t max_value) {
     const std::vector<T> out = run(m, p, DemosaicMethod::bilinear, max_value, kRGB);
@@ -182,6 +197,24 @@ TEST_P(DemosaicCase, SimdAndScalarGiveTheSameBytesInEveryLayout) {
         EXPECT_EQ(simd8, run(m8, pattern(), method(), 255, layout));
         EXPECT_EQ(simd10, run(m10, pattern(), method(), 1023, layout));
         EXPECT_EQ(simd16, run(m16, pattern(), method(), 65535, layout));
+    }
+}
+
+// Vector widths differ between targets, and so do the lane shuffles of the SIMD stages.
+TEST_P(DemosaicCase, EveryCpuTargetGivesTheScalarBytes) {
+    const auto m8 = random_mosaic<std::uint8_t>(width(), height(), 255, 9);
+    const auto m12 = random_mosaic<std::uint16_t>(width(), height(), 4095, 10);
+    std::vector<std::uint8_t> scalar8;
+    std::vector<std::uint16_t> scalar12;
+    {
+        SimdOff off;
+        scalar8 = run(m8, pattern(), method(), 255, kRGB);
+        scalar12 = run(m12, pattern(), method(), 4095, kBGRa);
+    }
+    for (const std::int64_t target : cpu_targets()) {
+        OnlyTarget only(target);
+        EXPECT_EQ(run(m8, pattern(), method(), 255, kRGB), scalar8) << hwy::TargetName(target);
+        EXPECT_EQ(run(m12, pattern(), method(), 4095, kBGRa), scalar12) << hwy::TargetName(target);
     }
 }
 
