@@ -60,18 +60,9 @@ inline int gradient_shift(std::uint32_t max_value) noexcept {
     return std::max(bits - 8, 0);
 }
 
+// The call's band and output, as for the other methods; kHalo rows above and below are readable.
 template <class T>
-struct Band {
-    const T* mosaic;  // first band row; kHalo rows above and below are readable
-    std::ptrdiff_t mosaic_stride;
-    std::size_t width;
-    std::size_t rows;
-    PLOX_IPL_BAYER_PATTERN pattern;
-    std::uint32_t max_value;  // already limited to T's range
-    ChannelLayout layout;
-    T* out;
-    std::ptrdiff_t out_stride;
-};
+using Band = demosaic_detail::Band<T>;
 
 // The rows the gradient stages read and write for band row h. The 5x5 gradient sums are kept as
 // sums over rows h-4..h per column (the box over x-2..x+2 is taken by the green stage): they move

@@ -4,13 +4,14 @@
 #include "lib/process/colour_matrix_rows.h"
 
 #include <gtest/gtest.h>
-#include <hwy/targets.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <random>
 #include <vector>
+
+#include "tests/cpp/cpu_targets.h"
 
 namespace {
 
@@ -47,19 +48,8 @@ const Factors kFine{0.299f, 0.587f, 0.114f, -0.1687f, -0.3313f, 0.5f, 0.5f, -0.4
 // Beyond the 16-bit coefficient range: the float path.
 const Factors kHuge{40.0f, -3.0f, 0.0f, 0.0f, 1.0f, 0.0f, 0.0f, 0.0f, -100.0f};
 
-// Restricts the dispatch to one target while alive.
-struct OnlyTarget {
-    explicit OnlyTarget(std::int64_t target) { hwy::SetSupportedTargetsForTest(target); }
-    ~OnlyTarget() { hwy::SetSupportedTargetsForTest(0); }
-    OnlyTarget(const OnlyTarget&) = delete;
-    OnlyTarget& operator=(const OnlyTarget&) = delete;
-};
-
-std::vector<std::int64_t> cpu_targets() {
-    std::vector<std::int64_t> targets;
-    for (std::int64_t bits = hwy::SupportedTargets(); bits != 0; bits &= bits - 1) targets.push_back(bits & -bits);
-    return targets;
-}
+using plox::ipl::test::cpu_targets;
+using plox::ipl::test::OnlyTarget;
 
 void check_rows(const Factors& m, unsigned channels) {
     const StoredMatrix sm = matrix8(m, channels);

@@ -4,7 +4,6 @@
 #include "lib/convert/demosaic.h"
 
 #include <gtest/gtest.h>
-#include <hwy/targets.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -15,6 +14,7 @@
 #include <vector>
 
 #include "lib/core/settings.h"
+#include "tests/cpp/cpu_targets.h"
 
 namespace {
 
@@ -107,19 +107,8 @@ struct SimdOff {
     ~SimdOff() { Settings::instance().set_simd_enabled(true); }
 };
 
-// Restricts the dispatch to one target while alive.
-struct OnlyTarget {
-    explicit OnlyTarget(std::int64_t target) { hwy::SetSupportedTargetsForTest(target); }
-    ~OnlyTarget() { hwy::SetSupportedTargetsForTest(0); }
-    OnlyTarget(const OnlyTarget&) = delete;
-    OnlyTarget& operator=(const OnlyTarget&) = delete;
-};
-
-std::vector<std::int64_t> cpu_targets() {
-    std::vector<std::int64_t> targets;
-    for (std::int64_t bits = hwy::SupportedTargets(); bits != 0; bits &= bits - 1) targets.push_back(bits & -bits);
-    return targets;
-}
+using plox::ipl::test::cpu_targets;
+using plox::ipl::test::OnlyTarget;
 
 template <class T>
 void expect_matches_reference(const Mosaic<T>& m, PLOX_IPL_BAYER_PATTERN p, std::uint32_t max_value) {
